@@ -1,0 +1,5 @@
+#include "MissingLibrary.h"
+
+int missingLibraryValue() {
+  return 46;
+}
