@@ -2,6 +2,7 @@
 # cache (scripts/dependencies) for mingw, Debian's development packages for native builds.
 
 find_package(jsoncpp REQUIRED CONFIG)
+find_library(LibArchive_LIBRARY NAMES archive_static)  # where there is a DLL too, and its module would take that
 find_package(LibArchive REQUIRED)
 
 if(WIN32)
