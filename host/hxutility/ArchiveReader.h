@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace hxutility {
+
+// From entry name, as the archive spells it, to content.
+using Files = std::map<std::wstring, std::string>;
+
+// How much one archive may unpack to: 512 MiB.
+inline constexpr uint64_t kMaxUnpackedBytes = 536'870'912;
+
+// Reads every file of a 7z archive.
+//
+// Returns false, with any files, when the archive
+//   - does not begin with an intact start header, or does not end exactly where that header says: a
+//     self-extracting program, a truncated archive, a volume, an archive with something behind it;
+//   - is damaged, encrypted, or packed with a method other than copy, LZMA, LZMA2 and PPMd, with or
+//     without the filters BCJ, BCJ2 and Delta;
+//   - holds what is neither a file nor a directory (a symbolic link, a device), a directory with
+//     content, an entry without a name, or two files of the same name: such an archive does not say
+//     which files it means;
+//   - unpacks to more than maxUnpackedBytes in all. No content is read beyond that, and nothing is
+//     allocated because an entry merely claims to be large.
+// Off Windows, entry names outside ASCII need a UTF-8 locale and are otherwise refused.
+// Any thread. Throws std::bad_alloc only.
+bool readArchive(std::string_view archive, uint64_t maxUnpackedBytes, Files& files);
+
+}  // namespace hxutility
