@@ -1,0 +1,41 @@
+#include "shared/Output.h"
+
+#include <mutex>
+#include <string>
+
+#include "platform/Windows.h"
+#include "shared/Utf8.h"
+
+namespace zuvia::tools {
+namespace {
+
+std::mutex outputMutex;
+
+void writeToConsole(HANDLE console, std::string_view text) {
+  const std::wstring wide = toWide(text);
+  DWORD written = 0;
+  WriteConsoleW(console, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
+}
+
+void writeToFile(HANDLE file, std::string_view text) {
+  DWORD written = 0;
+  while (!text.empty() && WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != FALSE) {
+    text.remove_prefix(written);
+  }
+}
+
+}  // namespace
+
+void writeLine(Stream stream, std::string_view text) {
+  const std::string line = std::string(text) + "\n";
+  HANDLE handle = GetStdHandle(stream == Stream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+  DWORD consoleMode = 0;
+  const std::lock_guard lock(outputMutex);
+  if (GetConsoleMode(handle, &consoleMode) != FALSE) {
+    writeToConsole(handle, line);
+  } else {
+    writeToFile(handle, line);
+  }
+}
+
+}  // namespace zuvia::tools

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+namespace zuvia::tools {
+
+enum class Stream { Output, Error };
+
+// Writes text and a line end to the standard output or error stream, whole even when several threads
+// write. text is UTF-8 and is shown as such on a console; it is written as it stands: pass what came
+// from outside through printable(). A stream that takes nothing is not an error.
+void writeLine(Stream stream, std::string_view text);
+
+}  // namespace zuvia::tools
