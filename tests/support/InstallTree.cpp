@@ -1,0 +1,64 @@
+#include "support/InstallTree.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <atomic>
+#include <exception>
+#include <stdexcept>
+
+#include "support/WideText.h"
+
+namespace zuvia::test {
+namespace {
+
+std::wstring uniqueDirectory(const std::wstring& name) {
+  static std::atomic<unsigned> count = 0;
+  const std::wstring number = std::to_wstring(GetCurrentProcessId()) + L'-' + std::to_wstring(GetTickCount64());
+  return joinPath(temporaryDirectory(), name + L'-' + number + L'-' + std::to_wstring(++count));
+}
+
+}  // namespace
+
+InstallTree::InstallTree(const std::wstring& name) : m_base(uniqueDirectory(name)) {
+  makeDirectories(root());
+  makeDirectories(appPath());
+}
+
+InstallTree::~InstallTree() {
+  try {
+    removeTree(m_base);
+  } catch (const std::exception& error) {
+    ADD_FAILURE() << error.what();
+  }
+}
+
+std::wstring InstallTree::installPlugin() const {
+  copyFile(builtPlugin(), pluginPath());
+  return pluginPath();
+}
+
+std::wstring InstallTree::addVersion(const std::wstring& directoryName, const std::wstring& module) const {
+  const std::wstring directory = joinPath(root(), directoryName);
+  copyFile(module, joinPath(directory, L"zuimpl.dll"));
+  return directory;
+}
+
+std::wstring InstallTree::addFile(const std::wstring& relativePath, std::string_view content) const {
+  const std::wstring path = joinPath(root(), relativePath);
+  writeFile(path, content);
+  return path;
+}
+
+std::wstring builtPlugin() {
+  return joinPath(programDirectory(), L"zuviaplugin.dll");
+}
+
+std::wstring moduleFile(const std::wstring& name) {
+  const std::wstring modules = joinPath(parentOf(programDirectory()), L"modules");
+  const std::wstring path = joinPath(joinPath(modules, name), L"zuimpl.dll");
+  if (!fileExists(path)) throw std::runtime_error("No module was built as " + toUtf8(name));
+  return path;
+}
+
+}  // namespace zuvia::test
