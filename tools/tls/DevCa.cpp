@@ -186,7 +186,8 @@ DevCa DevCa::load(const std::string& certificatePem, const std::string& keyPem) 
   Key key = parseKey(keyPem);
   require(X509_check_private_key(root.get(), key.get()), "certificate and private key do not belong together");
   if (X509_check_ca(root.get()) != 1) throw std::runtime_error("not the certificate of an authority");
-  return DevCa(std::make_unique<Private>(Private{std::move(root), std::move(key), {certificatePem, keyPem}}));
+  Certificate text = pemOf(root.get(), key.get());
+  return DevCa(std::make_unique<Private>(Private{std::move(root), std::move(key), std::move(text)}));
 }
 
 const Certificate& DevCa::root() const {

@@ -49,7 +49,8 @@ class DevCa {
   // serial number. commonName is UTF-8, at most 64 characters.
   static DevCa create(const std::string& commonName, const CaOptions& options = {});
 
-  // Takes up one that was made before, from root().certificatePem and root().keyPem. Throws as well
+  // Takes up one that was made before, from root().certificatePem and root().keyPem; each is the first of
+  // its kind in the text, so that one text may hold both. Throws as well
   // when the two do not belong together or the certificate is no authority's. An expired one loads.
   static DevCa load(const std::string& certificatePem, const std::string& keyPem);
 

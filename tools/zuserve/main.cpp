@@ -1,0 +1,119 @@
+#include <algorithm>
+#include <filesystem>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "platform/Windows.h"
+#include "shared/CommandLine.h"
+#include "shared/Output.h"
+#include "shared/SystemError.h"
+#include "shared/Utf8.h"
+#include "tls/DevCa.h"
+#include "zuserve/Authority.h"
+#include "zuserve/ConsoleStop.h"
+#include "zuserve/Offer.h"
+#include "zuserve/Service.h"
+
+namespace zuvia::zuserve {
+namespace {
+
+using tools::Failure;
+
+struct Options {
+  std::string site;
+  int port = 18443;
+  std::string authority;
+};
+
+void say(const std::string& text) {
+  tools::writeLine(tools::Stream::Output, "zuserve: " + tools::printable(text));
+}
+
+std::filesystem::path authorityDirectory(const Options& options) {
+  return options.authority.empty() ? defaultAuthorityDirectory()
+                                   : std::filesystem::absolute(tools::toPath(options.authority));
+}
+
+// The private key must not be among the files that are served.
+void keepApart(const Site& site, const std::filesystem::path& authority) {
+  const std::filesystem::path inner = std::filesystem::weakly_canonical(authority);
+  const std::filesystem::path outer = std::filesystem::weakly_canonical(site.directory());
+  if (std::ranges::mismatch(outer, inner).in1 == outer.end()) {
+    throw Failure("the authority's directory " + tools::pathText(authority) +
+                  " lies in the site; choose another with --ca");
+  }
+}
+
+void sayOffer(const Site& site) {
+  const Offer offer = readOffer(site.directory());
+  say(offer.entry ? "offers " + offer.entry->ver + " at " + offer.entry->url : "offers nothing yet");
+  for (const std::string& skipped : offer.skipped) say("skips " + skipped);
+}
+
+void serve(const Options& options) {
+  const Site site(tools::toPath(options.site));
+  const std::filesystem::path directory = authorityDirectory(options);
+  keepApart(site, directory);
+  const tls::DevCa authority = openAuthority(directory);
+  Service service(site, issueLocalCertificate(authority),
+                  [](const std::string& line) { tools::writeLine(tools::Stream::Output, line); });
+  const int port = service.bind(options.port);
+  say("https://localhost:" + std::to_string(port) + "/ serves " + tools::pathText(site.directory()));
+  if (!tls::isInUserRoots(authority.root().certificatePem)) say("not trusted yet: run zuserve trust");
+  sayOffer(site);
+  const ConsoleStop consoleStop([&service] { service.stop(); });
+  service.run();
+  say("stopped");
+}
+
+void trust(const Options& options) {
+  const std::filesystem::path directory = authorityDirectory(options);
+  if (!tls::addToUserRoots(openAuthority(directory).root().certificatePem)) {
+    throw Failure("not trusted: " + tools::systemErrorText(GetLastError()));
+  }
+  say("trusted: " + tools::pathText(directory));
+}
+
+void untrust(const Options& options) {
+  const std::filesystem::path directory = authorityDirectory(options);
+  if (hasAuthority(directory) && !tls::removeFromUserRoots(openAuthority(directory).root().certificatePem)) {
+    throw Failure("still trusted: " + tools::systemErrorText(GetLastError()));
+  }
+  say("not trusted: " + tools::pathText(directory));
+}
+
+int run() {
+  Options options;
+  CLI::App app("Serves a directory of update packages over HTTPS on this machine, and answers configuration requests.",
+               "zuserve");
+  app.set_version_flag("--version", "zuserve " ZUVIA_VERSION);
+  app.add_option("--site", options.site, "The directory to serve")->type_name("DIR");
+  app.add_option("--port", options.port, "The port on 127.0.0.1; 0 takes one that is free")
+      ->type_name("PORT")
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  app.add_option("--ca", options.authority,
+                 "Where the development certificate authority is kept (default: zuvia\\dev-ca in the local "
+                 "application data)")
+      ->type_name("DIR");
+  app.require_subcommand(0, 1);
+  app.fallthrough();
+  app.add_subcommand("trust", "Puts the authority among the current user's trusted roots")->callback([&] {
+    trust(options);
+  });
+  app.add_subcommand("untrust", "Takes it out again")->callback([&] { untrust(options); });
+  app.callback([&] {
+    if (!app.get_subcommands().empty()) return;
+    if (options.site.empty()) throw Failure("--site is required; see --help");
+    serve(options);
+  });
+  return tools::runTool(app, tools::commandLineArguments());
+}
+
+}  // namespace
+}  // namespace zuvia::zuserve
+
+int main() {
+  return zuvia::zuserve::run();
+}
