@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+// Archives for the tests of the reader, from three sources: the real 7-Zip program, libarchive, and byte by byte.
+
+namespace hxutility::test {
+
+// Made by make-archives when the tests were built; the name has no extension.
+std::string madeBySevenZip(const std::string& name);
+std::string madeBySevenZipVolume(const std::string& name, const std::string& number);
+
+// The files that make-archives packed.
+std::map<std::wstring, std::string> packedTree();
+
+// Packs with libarchive, as one solid block. compression: "lzma1", "lzma2", "ppmd" or "copy".
+std::string packed(const std::vector<std::pair<std::wstring, std::string>>& files, const char* compression = "lzma1");
+
+// Returns zeros, of which many pack into few bytes.
+std::string zeros(size_t size);
+
+// An archive put together byte by byte, its contents stored as they are.
+class HandMade {
+ public:
+  struct Entry {
+    std::u16string name;
+    std::string content = {};
+    uint32_t attributes = 0;
+    bool isDirectory = false;
+  };
+
+  explicit HandMade(std::vector<Entry> entries) : entries_(std::move(entries)) {}
+
+  // What the header says instead of the truth.
+  std::optional<uint64_t> streamCount;
+  std::optional<uint64_t> fileCount;
+  std::optional<uint64_t> unpackedSize;
+  std::optional<uint32_t> firstChecksum;
+  char method = 0;  // "stored"
+
+  std::string bytes() const;
+
+ private:
+  std::string packedStreams() const;
+  std::string header() const;
+  std::string streamsInfo() const;
+  std::string filesInfo() const;
+  std::vector<Entry> withContent() const;
+
+  std::vector<Entry> entries_;
+};
+
+// Puts a start header in front of packed streams and their header. The checksums are right.
+std::string withStartHeader(std::string_view packedStreams, std::string_view header);
+
+// A number in the notation of 7z headers, and one as size bytes, lowest first.
+std::string number(uint64_t value);
+std::string littleEndian(uint64_t value, size_t size);
+
+// The checksum that 7z uses, CRC-32.
+uint32_t checksum(std::string_view bytes);
+
+}  // namespace hxutility::test
