@@ -29,8 +29,10 @@ if(WIN32)
   target_link_libraries(zuvia_archive INTERFACE liblzma::liblzma bcrypt)
 endif()
 
-# zuvia_tls: OpenSSL with what a static one needs.
+# zuvia_tls: OpenSSL with what a static one needs, told to the library itself, so that the order is right
+# for those who get it through libcurl as well.
 if(WIN32)
+  target_link_libraries(OpenSSL::Crypto INTERFACE ws2_32 crypt32 bcrypt gdi32 user32)
   add_library(zuvia_tls INTERFACE)
-  target_link_libraries(zuvia_tls INTERFACE OpenSSL::SSL OpenSSL::Crypto ws2_32 crypt32 bcrypt gdi32 user32)
+  target_link_libraries(zuvia_tls INTERFACE OpenSSL::SSL OpenSSL::Crypto)
 endif()

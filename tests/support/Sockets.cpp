@@ -1,0 +1,154 @@
+#include "support/Sockets.h"
+
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <ws2tcpip.h>
+
+#include <array>
+#include <stdexcept>
+#include <utility>
+
+namespace zuvia::test {
+namespace {
+
+constexpr int kSliceMilliseconds = 50;
+
+void check(bool succeeded, const char* action) {
+  if (!succeeded) throw std::runtime_error(std::string(action) + ": error " + std::to_string(WSAGetLastError()));
+}
+
+}  // namespace
+
+SocketLibrary::SocketLibrary() {
+  WSADATA data{};
+  check(WSAStartup(MAKEWORD(2, 2), &data) == 0, "WSAStartup");
+}
+
+SocketLibrary::~SocketLibrary() {
+  WSACleanup();
+}
+
+Socket& Socket::operator=(Socket&& other) noexcept {
+  if (this != &other) {
+    reset();
+    m_handle = std::exchange(other.m_handle, INVALID_SOCKET);
+  }
+  return *this;
+}
+
+void Socket::reset() {
+  if (valid()) closesocket(std::exchange(m_handle, INVALID_SOCKET));
+}
+
+Socket listenOnLoopback() {
+  Socket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+  check(socket.valid(), "socket");
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  check(bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0, "bind");
+  check(listen(socket.get(), SOMAXCONN) == 0, "listen");
+  return socket;
+}
+
+unsigned short portOf(const Socket& socket) {
+  sockaddr_in address{};
+  int size = sizeof address;
+  check(getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size) == 0, "getsockname");
+  return ntohs(address.sin_port);
+}
+
+bool waitUntilReady(const Socket& socket, Readiness wanted, const std::stop_token& stop) {
+  while (!stop.stop_requested()) {
+    fd_set sockets;
+    FD_ZERO(&sockets);
+    FD_SET(socket.get(), &sockets);
+    timeval slice{0, kSliceMilliseconds * 1000};
+    const bool reading = wanted == Readiness::Readable;
+    if (select(0, reading ? &sockets : nullptr, reading ? nullptr : &sockets, nullptr, &slice) != 0) return true;
+  }
+  return false;
+}
+
+Connection::Connection(Socket socket, std::stop_token stop) : m_socket(std::move(socket)), m_stop(std::move(stop)) {
+  u_long nonBlocking = 1;
+  ioctlsocket(m_socket.get(), static_cast<long>(FIONBIO), &nonBlocking);
+}
+
+Connection::~Connection() = default;
+
+void Connection::FreeTls::operator()(ssl_st* tls) const {
+  SSL_free(tls);
+}
+
+bool Connection::beginsWithTls() {
+  constexpr char kHandshake = 0x16;
+  char first = 0;
+  return waitUntilReady(m_socket, Readiness::Readable, m_stop) && recv(m_socket.get(), &first, 1, MSG_PEEK) == 1 &&
+         first == kHandshake;
+}
+
+bool Connection::startTls(ssl_ctx_st* context) {
+  m_tls.reset(SSL_new(context));
+  SSL_set_fd(m_tls.get(), static_cast<int>(m_socket.get()));
+  for (;;) {
+    const int result = SSL_accept(m_tls.get());
+    if (result == 1) return true;
+    if (!waitForTls(result)) return false;
+  }
+}
+
+bool Connection::receive(std::string& text) {
+  std::array<char, 16384> buffer{};
+  const auto size = static_cast<int>(buffer.size());
+  for (;;) {
+    const int got = m_tls ? SSL_read(m_tls.get(), buffer.data(), size) : recv(m_socket.get(), buffer.data(), size, 0);
+    if (got > 0) {
+      text.append(buffer.data(), static_cast<std::size_t>(got));
+      return true;
+    }
+    if (m_tls) {
+      if (!waitForTls(got)) return false;
+    } else if (got == 0 || WSAGetLastError() != WSAEWOULDBLOCK ||
+               !waitUntilReady(m_socket, Readiness::Readable, m_stop)) {
+      return false;
+    }
+  }
+}
+
+bool Connection::send(std::string_view data) {
+  while (!data.empty()) {
+    const auto size = static_cast<int>(data.size());
+    const int sent = m_tls ? SSL_write(m_tls.get(), data.data(), size) : ::send(m_socket.get(), data.data(), size, 0);
+    if (sent > 0) {
+      data.remove_prefix(static_cast<std::size_t>(sent));
+    } else if (m_tls) {
+      if (!waitForTls(sent)) return false;
+    } else if (WSAGetLastError() != WSAEWOULDBLOCK || !waitUntilReady(m_socket, Readiness::Writable, m_stop)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void Connection::closePolitely() {
+  if (m_tls) SSL_shutdown(m_tls.get());
+  shutdown(m_socket.get(), SD_SEND);
+  // Closing with unread bytes would reset the connection and take what was sent away from the client.
+  waitForClientToLeave();
+}
+
+void Connection::waitForClientToLeave() {
+  std::string ignored;
+  while (receive(ignored)) ignored.clear();
+}
+
+bool Connection::waitForTls(int result) {
+  const int error = SSL_get_error(m_tls.get(), result);
+  ERR_clear_error();
+  if (error == SSL_ERROR_WANT_READ) return waitUntilReady(m_socket, Readiness::Readable, m_stop);
+  if (error == SSL_ERROR_WANT_WRITE) return waitUntilReady(m_socket, Readiness::Writable, m_stop);
+  return false;
+}
+
+}  // namespace zuvia::test

@@ -1,0 +1,19 @@
+#include "support/TrustedRoot.h"
+
+#include <gtest/gtest.h>
+#include <tls/DevCa.h>
+
+#include <stdexcept>
+#include <utility>
+
+namespace zuvia::test {
+
+TrustedRoot::TrustedRoot(std::string certificatePem) : m_certificatePem(std::move(certificatePem)) {
+  if (!tls::addToUserRoots(m_certificatePem)) throw std::runtime_error("The test root cannot be added");
+}
+
+TrustedRoot::~TrustedRoot() {
+  if (!tls::removeFromUserRoots(m_certificatePem)) ADD_FAILURE() << "The test root cannot be taken out";
+}
+
+}  // namespace zuvia::test
