@@ -1,0 +1,89 @@
+#include "Command.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace zuhost {
+namespace {
+
+constexpr std::string_view kBlanks = " \t";
+
+constexpr CommandSyntax kCommands[] = {
+    {"load", "[PATH]", 0, 1, "tell the plugin that it is loaded; without PATH the path is null"},
+    {"unload", "", 0, 0, "tell the plugin that it is unloaded; waits for what it is still doing"},
+    {"send", "CMD [DATA]", 1, 2, "send a command; without DATA the data is null"},
+    {"listen", "", 0, 0, "add a listener, which shows every event"},
+    {"unlisten", "ID", 1, 1, "remove a listener"},
+    {"query", "IID", 1, 1, "ask for an interface"},
+    {"loaded", "", 0, 0, "ask whether an implementation is loaded"},
+    {"version", "", 0, 0, "ask for the version of the implementation"},
+    {"relay1", "A B C", 3, 3, "call the first relay with three whole numbers"},
+    {"relay2", "A B C", 3, 3, "call the second relay with three whole numbers"},
+    {"wait", "EVENT MS", 2, 2, "wait until EVENT arrives, or has since the last wait for it, for MS ms at most"},
+    {"sleep", "MS", 1, 1, "do nothing for MS ms"},
+    {"destroy", "", 0, 0, "delete the plugin object"},
+    {"help", "", 0, 0, "list the commands"},
+    {"quit", "", 0, 0, "end the program at once, as the end of the input does"},
+};
+
+std::string_view withoutLeadingBlanks(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
+
+// Cuts the first word off text.
+std::string takeWord(std::string_view& text) {
+  const size_t length = std::min(text.find_first_of(kBlanks), text.size());
+  const std::string word(text.substr(0, length));
+  text = withoutLeadingBlanks(text.substr(length));
+  return word;
+}
+
+const CommandSyntax& syntaxOf(const std::string& name) {
+  const auto found = std::ranges::find(kCommands, name, &CommandSyntax::name);
+  if (found == std::end(kCommands)) throw BadCommand("unknown command: " + name);
+  return *found;
+}
+
+std::string usage(const CommandSyntax& syntax) {
+  std::string text = "usage: " + std::string(syntax.name);
+  if (!syntax.parameters.empty()) text.append(" ").append(syntax.parameters);
+  return text;
+}
+
+}  // namespace
+
+std::span<const CommandSyntax> commandTable() {
+  return kCommands;
+}
+
+Command parseCommand(std::string_view line) {
+  if (line.find('\0') != std::string_view::npos) throw BadCommand("a line must not hold a NUL character");
+  std::string_view rest = withoutLeadingBlanks(line);
+  Command command{.name = takeWord(rest), .arguments = {}};
+  const CommandSyntax& syntax = syntaxOf(command.name);
+  while (command.arguments.size() + 1 < syntax.most && !rest.empty()) command.arguments.push_back(takeWord(rest));
+  if (!rest.empty()) command.arguments.emplace_back(rest);
+  if (command.arguments.size() < syntax.required || command.arguments.size() > syntax.most) {
+    throw BadCommand(usage(syntax));
+  }
+  return command;
+}
+
+uint64_t numberIn(std::string_view argument, uint64_t most) {
+  const std::string_view digits = argument.substr(0, argument.find_last_not_of(kBlanks) + 1);
+  const bool isHexadecimal = digits.starts_with("0x");
+  const char* const begin = digits.data() + (isHexadecimal ? 2 : 0);
+  const char* const end = digits.data() + digits.size();
+  uint64_t number = 0;
+  const auto [stopped, error] = std::from_chars(begin, end, number, isHexadecimal ? 16 : 10);
+  if (error != std::errc() || stopped != end || number > most) {
+    throw BadCommand("not a number from 0 to " + std::to_string(most) + ": " + std::string(digits));
+  }
+  return number;
+}
+
+bool isBlank(std::string_view text) {
+  return withoutLeadingBlanks(text).empty();
+}
+
+}  // namespace zuhost

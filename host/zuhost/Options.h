@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace zuhost {
+
+struct Options {
+  std::optional<std::filesystem::path> plugin;
+  bool json = false;
+  bool levelOff = false;
+};
+
+// The command line asks for something else than a run: what to print, and the exit status.
+struct Refusal {
+  std::string text;
+  int status;
+};
+
+// Reads the arguments that follow the program's name, in UTF-8.
+// Throws Refusal for --help and --version (status 0, for the standard output) and for anything
+// that is wrong (status 2, one line for the standard error).
+Options parseOptions(std::vector<std::string> arguments);
+
+}  // namespace zuhost
