@@ -1,22 +1,21 @@
 #include "shared/EntryText.h"
 
-#include <memory>
+#include <sstream>
 
 #include <json/json.h>
 
+#include "config/UpdateEntryText.h"
 #include "shared/CommandLine.h"
 
 namespace zuvia::tools {
 namespace {
 
-Json::Value parseJson(const std::string& text) {
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  Json::Value value;
-  std::string errors;
-  if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
-    throw Failure("not valid JSON: " + errors);
-  }
-  return value;
+// The library's messages have several lines; here a message is part of one.
+std::string onOneLine(const std::string& text) {
+  std::istringstream words(text);
+  std::string line;
+  for (std::string word; words >> word;) line += (line.empty() ? "" : " ") + word;
+  return line;
 }
 
 }  // namespace
@@ -33,12 +32,14 @@ std::string entryText(const UpdateEntry& entry, EntryLayout layout) {
 }
 
 UpdateEntry parseEntry(const std::string& text) {
+  UpdateEntry entry;
+  std::string errors;
   try {
-    const Json::Value value = parseJson(text);
-    return {value["ver"].asString(), value["pmd5"].asString(), value["dmd5"].asString(), value["url"].asString()};
+    if (parseUpdateEntry(text, entry, errors)) return entry;
   } catch (const Json::Exception& error) {
-    throw Failure(std::string("not an update entry: ") + error.what());
+    throw Failure("not an update entry: " + onOneLine(error.what()));
   }
+  throw Failure("not valid JSON: " + onOneLine(errors));
 }
 
 }  // namespace zuvia::tools

@@ -17,7 +17,7 @@ enum class EntryLayout {
 // Returns the entry as JSON: an object of the four members, all texts.
 std::string entryText(const UpdateEntry& entry, EntryLayout layout);
 
-// Reads an entry from JSON text, as hosts do: a missing member is empty, others are not looked at.
+// Reads an entry from JSON text, with the code of hosts: a missing member is empty, others are not looked at.
 // Throws Failure, which says what is wrong with the text; it names no file.
 UpdateEntry parseEntry(const std::string& text);
 

@@ -7,7 +7,6 @@
 #include "platform/DirectoryListing.h"
 #include "shared/CommandLine.h"
 #include "shared/EntryText.h"
-#include "shared/PendingFile.h"
 #include "shared/Utf8.h"
 
 namespace zuvia::zuserve {
@@ -30,8 +29,17 @@ std::vector<std::wstring> entryFileNames(const std::filesystem::path& directory)
   return names;
 }
 
-VersionedEntry readEntry(const std::filesystem::path& file) {
-  VersionedEntry read{tools::parseEntry(tools::readWholeFile(file, tools::kMaxEntryBytes)), {}};
+std::string readText(const Site& site, const std::wstring& name) {
+  const std::optional<SiteFile> file = site.open(std::string("/").append(tools::toUtf8(name)));
+  if (!file) throw tools::Failure("cannot be read");
+  if (file->size() > tools::kMaxEntryBytes) throw tools::Failure("too long for an update entry");
+  std::string text(static_cast<std::size_t>(file->size()), '\0');
+  text.resize(file->read(0, text));
+  return text;
+}
+
+VersionedEntry readEntry(const Site& site, const std::wstring& name) {
+  VersionedEntry read{tools::parseEntry(readText(site, name)), {}};
   const UpdateEntry& entry = read.entry;
   if (entry.ver.empty() || entry.pmd5.empty() || entry.dmd5.empty() || entry.url.empty()) {
     throw tools::Failure("ver, pmd5, dmd5 or url is missing");
@@ -42,12 +50,12 @@ VersionedEntry readEntry(const std::filesystem::path& file) {
 
 }  // namespace
 
-Offer readOffer(const std::filesystem::path& directory) {
+Offer readOffer(const Site& site) {
   Offer offer;
   DllCandidate newest;
-  for (const std::wstring& name : entryFileNames(directory)) {
+  for (const std::wstring& name : entryFileNames(site.directory())) {
     try {
-      VersionedEntry read = readEntry(directory / name);
+      VersionedEntry read = readEntry(site, name);
       if (offer.entry && isOlder(read.version, newest)) continue;
       newest = read.version;
       offer.entry = std::move(read.entry);

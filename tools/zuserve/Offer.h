@@ -1,11 +1,11 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "common/UpdateEntry.h"
+#include "zuserve/Site.h"
 
 namespace zuvia::zuserve {
 
@@ -15,9 +15,9 @@ struct Offer {
   std::vector<std::string> skipped;  // "NAME: reason" for every *.json that is no usable entry, by name
 };
 
-// Looks through the files *.json of the directory itself. An entry is usable when none of its four members is empty and
-// its version is one that hosts accept. Of entries with the same version the last one by name counts. Links are passed
-// over. Any thread. A directory that cannot be read offers nothing.
-Offer readOffer(const std::filesystem::path& directory);
+// Looks through the files *.json of the site's own directory. An entry is usable when none of its four members is empty
+// and its version is one that hosts accept. Of entries with the same version the last one by name counts. Links are
+// passed over. Any thread. A directory that cannot be read offers nothing.
+Offer readOffer(const Site& site);
 
 }  // namespace zuvia::zuserve

@@ -33,6 +33,11 @@ void claimPort(socket_t socket) {
   setsockopt(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&on), sizeof on);
 }
 
+std::string bindErrorText(int code) {
+  if (code == WSAEADDRINUSE) return "the port is in use";
+  return code == WSAEACCES ? "the port is reserved" : tools::systemErrorText(static_cast<std::uint32_t>(code));
+}
+
 std::string joined(const std::vector<std::string>& texts) {
   std::string result;
   for (const std::string& text : texts) result += (result.empty() ? "" : "; ") + text;
@@ -102,7 +107,7 @@ void Service::Private::answerConfiguration(const httplib::Request& request, http
     current.detail = field("uid", request.get_header_value("uid")) + field("answer", "bad request");
     return;
   }
-  const Offer offer = readOffer(site.directory());
+  const Offer offer = readOffer(site);
   response.set_content(configAnswer(offer.entry), "application/json");
   current.detail = describe(request, *body, offer);
 }
@@ -160,7 +165,7 @@ int Service::bind(int port) {
       port == 0 ? m->server.bind_to_any_port(kAddress) : (m->server.bind_to_port(kAddress, port) ? port : -1);
   if (bound >= 0) return bound;
   throw tools::Failure("cannot listen on " + std::string(kAddress) + ":" + std::to_string(port) + ": " +
-                       tools::systemErrorText(static_cast<std::uint32_t>(WSAGetLastError())));
+                       bindErrorText(WSAGetLastError()));
 }
 
 void Service::run() {

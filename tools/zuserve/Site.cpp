@@ -28,13 +28,34 @@ bool isPlainFile(DWORD attributes) {
          (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0;
 }
 
-// Looked at once more when it is open: it may have been exchanged for a link since it was listed.
-std::optional<SiteFile> openPlainFile(const std::filesystem::path& path) {
+// The path of something open as the system names it, every link resolved; empty on failure.
+std::wstring finalPathOf(const FileHandle& handle) {
+  std::wstring path(GetFinalPathNameByHandleW(handle.get(), nullptr, 0, 0), L'\0');
+  path.resize(GetFinalPathNameByHandleW(handle.get(), path.data(), static_cast<DWORD>(path.size()), 0));
+  return path;
+}
+
+[[noreturn]] void failToRead(const std::filesystem::path& directory, DWORD error = GetLastError()) {
+  throw tools::Failure("cannot read the directory " + tools::pathText(directory) + ": " +
+                       tools::systemErrorText(error));
+}
+
+// With a backslash at its end.
+std::wstring finalPathOfDirectory(const std::filesystem::path& directory) {
+  const FileHandle handle(CreateFileW(directory.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  std::wstring path = handle ? finalPathOf(handle) : std::wstring();
+  if (path.empty()) failToRead(directory);
+  return path.ends_with(L'\\') ? path : path + L'\\';
+}
+
+// Looked at once more when it is open: something on the way may have become a link since it was listed.
+std::optional<SiteFile> openPlainFile(const std::filesystem::path& path, const std::wstring& finalPath) {
   FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                               FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
   BY_HANDLE_FILE_INFORMATION information{};
   if (!file || GetFileInformationByHandle(file.get(), &information) == FALSE) return std::nullopt;
-  if (!isPlainFile(information.dwFileAttributes)) return std::nullopt;
+  if (!isPlainFile(information.dwFileAttributes) || finalPathOf(file) != finalPath) return std::nullopt;
   const auto size = (std::uint64_t{information.nFileSizeHigh} << 32) | information.nFileSizeLow;
   return SiteFile(std::move(file), size);
 }
@@ -50,27 +71,27 @@ std::size_t SiteFile::read(std::uint64_t offset, std::span<char> buffer) const {
   return ReadFile(file_.get(), buffer.data(), wanted, &count, &position) != FALSE ? count : 0;
 }
 
-Site::Site(const std::filesystem::path& directory) : directory_(std::filesystem::absolute(directory)) {
+Site::Site(const std::filesystem::path& directory)
+    : directory_(std::filesystem::absolute(directory)), finalDirectory_(finalPathOfDirectory(directory_)) {
   const DirectoryListing listing((directory_ / L"*").wstring());
-  if (!listing) {
-    throw tools::Failure("cannot read the directory " + tools::pathText(directory_) + ": " +
-                         tools::systemErrorText(GetLastError()));
-  }
+  if (!listing) failToRead(directory_);
 }
 
 std::optional<SiteFile> Site::open(std::string_view urlPath) const {
   if (!urlPath.starts_with('/')) return std::nullopt;
-  const std::wstring wide = tools::toWide(urlPath.substr(1));
-  std::wstring_view rest = wide;
-  std::filesystem::path path = directory_;
-  for (std::size_t end = rest.find(L'/'); end != std::wstring_view::npos; end = rest.find(L'/')) {
+  std::wstring relative = tools::toWide(urlPath.substr(1));
+  std::ranges::replace(relative, L'\\', L'\0');  // names nothing
+  std::ranges::replace(relative, L'/', L'\\');
+  std::filesystem::path directory = directory_;
+  std::wstring_view rest = relative;
+  for (std::size_t end = rest.find(L'\\'); end != std::wstring_view::npos; end = rest.find(L'\\')) {
     const std::wstring_view part = rest.substr(0, end);
-    if (!isPlainDirectory(attributesIn(path, part))) return std::nullopt;
-    path /= part;
+    if (!isPlainDirectory(attributesIn(directory, part))) return std::nullopt;
+    directory /= part;
     rest.remove_prefix(end + 1);
   }
-  if (!isPlainFile(attributesIn(path, rest))) return std::nullopt;
-  return openPlainFile(path / rest);
+  if (!isPlainFile(attributesIn(directory, rest))) return std::nullopt;
+  return openPlainFile(directory / rest, finalDirectory_ + relative);
 }
 
 std::string contentTypeOf(std::string_view urlPath) {

@@ -42,6 +42,7 @@ class Site {
 
  private:
   std::filesystem::path directory_;
+  std::wstring finalDirectory_;  // the same as the system names it once every link is resolved
 };
 
 // What to call a file's content, by the file name's extension.

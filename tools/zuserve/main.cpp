@@ -46,7 +46,7 @@ void keepApart(const Site& site, const std::filesystem::path& authority) {
 }
 
 void sayOffer(const Site& site) {
-  const Offer offer = readOffer(site.directory());
+  const Offer offer = readOffer(site);
   say(offer.entry ? "offers " + offer.entry->ver + " at " + offer.entry->url : "offers nothing yet");
   for (const std::string& skipped : offer.skipped) say("skips " + skipped);
 }
