@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "support/Digest.h"
-#include "support/WideText.h"
+#include "support/Text.h"
 
 namespace zuvia::test {
 namespace {

@@ -7,7 +7,7 @@
 #include <exception>
 #include <stdexcept>
 
-#include "support/WideText.h"
+#include "support/Text.h"
 
 namespace zuvia::test {
 namespace {

@@ -5,12 +5,11 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "support/Text.h"
 
 namespace zuvia::test {
-
-// UTF-16 to UTF-8 and back. What has no counterpart becomes U+FFFD.
-std::string toUtf8(std::wstring_view text);
-std::wstring toWide(std::string_view text);
 
 // A wide text that gtest prints as it reads, in quotation marks, instead of with escapes.
 class WideText : public std::wstring {

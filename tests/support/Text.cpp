@@ -1,4 +1,4 @@
-#include "support/WideText.h"
+#include "support/Text.h"
 
 #include <windows.h>
 
