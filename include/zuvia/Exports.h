@@ -13,7 +13,7 @@ using CreateFunction = IPluginEntryPoint*();
 // The one export that an implementation module needs. Takes nothing and returns the
 // implementation object, or null to refuse, whereupon an older version is tried. The object
 // belongs to its module, is never deleted by the plugin and must stay valid until
-// IPluginEntryPoint::onUnload has returned. A standard exception counts as a refusal.
+// IPluginEntryPoint::onUnload has returned. An exception counts as a refusal.
 inline constexpr const char* kCreateImplExport = "createImpl";
 using CreateImplFunction = IPluginEntryPoint*();
 

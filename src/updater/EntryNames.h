@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string_view>
+
+namespace zuvia {
+
+// Whether an archive entry may be written below a directory under this name: 1 to 260 characters,
+// beginning with neither separator, no colon in second place (a drive), and no component, split at
+// both separators, that is "..". Components that are "." or empty may be there.
+bool isLegalEntryName(std::wstring_view name);
+
+// Whether the name has no directory in it.
+bool isTopLevelEntryName(std::wstring_view name);
+
+}  // namespace zuvia
