@@ -1,0 +1,73 @@
+#include "Record.h"
+
+#include <gtest/gtest.h>
+
+namespace zuhost {
+namespace {
+
+const LogLine kLogLine{.level = 1,
+                       .className = "ZuLoader",
+                       .sourceFile = "..\\loader\\ZuLoader",
+                       .line = 65535,
+                       .functionName = "ZuLoader::f",
+                       .message = L"\u6587 \"x\"\nnext",
+                       .moduleName = "zuviaplugin.dll"};
+
+TEST(JsonLine, WritesAnswers) {
+  EXPECT_EQ(jsonLine(answer("done", "load")), R"({"done":"load"})");
+  EXPECT_EQ(jsonLine(answer("listener", Json::UInt64{18446744073709551615U})), R"({"listener":18446744073709551615})");
+  EXPECT_EQ(jsonLine(answer("interface", true)), R"({"interface":true})");
+  EXPECT_EQ(jsonLine(answer("result", Json::Value())), R"({"result":null})");
+  EXPECT_EQ(jsonLine(errorRecord("why \"so\"")), R"({"error":"why \"so\""})");
+}
+
+TEST(JsonLine, IsOneLineOfValidUtf8WhateverTheBytes) {
+  EXPECT_EQ(jsonLine(errorRecord("a\nb\xFF\xE6\x96\x87\x7F")), "{\"error\":\"a\\nb\xEF\xBF\xBD\xE6\x96\x87\x7F\"}");
+}
+
+TEST(JsonLine, WritesEvents) {
+  EXPECT_EQ(jsonLine(eventRecord({"pluginLoadedEvent", "", 100, 4294967295U, 12})),
+            R"({"data":"","event":"pluginLoadedEvent","listener":100,"ms":12,"thread":4294967295})");
+  EXPECT_EQ(jsonLine(eventRecord({nullptr, nullptr, 100, 1, 0})),
+            R"({"data":null,"event":null,"listener":100,"ms":0,"thread":1})");
+}
+
+TEST(JsonLine, WritesAllSevenFieldsOfALogLine) {
+  EXPECT_EQ(jsonLine(logRecord(kLogLine)),
+            "{\"log\":{\"class\":\"ZuLoader\",\"function\":\"ZuLoader::f\",\"level\":1,\"line\":65535,"
+            "\"message\":\"\xE6\x96\x87 \\\"x\\\"\\nnext\",\"module\":\"zuviaplugin.dll\","
+            "\"source\":\"..\\\\loader\\\\ZuLoader\"}}");
+}
+
+TEST(ReadableLine, TellsTheSameToAPerson) {
+  EXPECT_EQ(readableLine(answer("done", "load"), false), "done: load");
+  EXPECT_EQ(readableLine(errorRecord("why"), false), "error: why");
+  EXPECT_EQ(readableLine(eventRecord({"name", "data", 100, 7, 12}), false),
+            "event name \"data\" (listener 100, thread 7, 12 ms)");
+  EXPECT_EQ(readableLine(logRecord(kLogLine), false),
+            "log [1] zuviaplugin.dll ..\\loader\\ZuLoader:65535 ZuLoader::f: \xE6\x96\x87 \"x\" next");
+}
+
+TEST(ReadableLine, NamesEveryFieldOfAnAnswerWithSeveral) {
+  Record record = answer("waited", "event");
+  record.fields["ok"] = false;
+  EXPECT_EQ(readableLine(record, false), "ok: false, waited: event");
+}
+
+TEST(ReadableLine, LetsNoControlCharacterReachTheTerminal) {
+  EXPECT_EQ(readableLine(errorRecord("a\x1B[2J\r\nb\x7F"), false), "error: a [2J  b ");
+}
+
+TEST(ReadableLine, ColoursByKind) {
+  EXPECT_EQ(readableLine(errorRecord("x"), true), "\x1B[31merror: x\x1B[0m");
+  EXPECT_EQ(readableLine(answer("done", "x"), true), "\x1B[32mdone: x\x1B[0m");
+}
+
+TEST(ReadableLine, ListsTheCommandsOnLinesOfTheirOwn) {
+  const std::string text = readableLine(help(), false);
+  EXPECT_TRUE(text.starts_with("load [PATH]       tell the plugin")) << text;
+  EXPECT_NE(text.find("\nquit "), std::string::npos);
+}
+
+}  // namespace
+}  // namespace zuhost
