@@ -18,6 +18,10 @@ std::wstring uniqueDirectory(const std::wstring& name) {
   return joinPath(temporaryDirectory(), name + L'-' + number + L'-' + std::to_wstring(++count));
 }
 
+std::wstring modulesDirectory() {
+  return joinPath(parentOf(programDirectory()), L"modules");
+}
+
 }  // namespace
 
 InstallTree::InstallTree(const std::wstring& name) : m_base(uniqueDirectory(name)) {
@@ -55,10 +59,13 @@ std::wstring builtPlugin() {
 }
 
 std::wstring moduleFile(const std::wstring& name) {
-  const std::wstring modules = joinPath(parentOf(programDirectory()), L"modules");
-  const std::wstring path = joinPath(joinPath(modules, name), L"zuimpl.dll");
+  const std::wstring path = joinPath(joinPath(modulesDirectory(), name), L"zuimpl.dll");
   if (!fileExists(path)) throw std::runtime_error("No module was built as " + toUtf8(name));
   return path;
+}
+
+std::wstring companionFile() {
+  return joinPath(modulesDirectory(), L"companion\\zucompanion.dll");
 }
 
 }  // namespace zuvia::test

@@ -60,4 +60,7 @@ std::wstring builtPlugin();
 // there is none.
 std::wstring moduleFile(const std::wstring& name);
 
+// The library zucompanion.dll, on which the module "needs-companion" depends.
+std::wstring companionFile();
+
 }  // namespace zuvia::test
