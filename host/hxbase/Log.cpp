@@ -8,8 +8,8 @@
 
 namespace {
 
-// Everything here is constant-initialised and has no destructor: other modules log before this one
-// is initialised and after it was cleaned up.
+// What is here works before it is initialised, being zero then, and has no destructor: other modules
+// log at the very beginning and at the very end of the process.
 
 // One bit per level; set means disabled.
 constinit std::array<std::atomic<uint32_t>, 65536 / 32> disabledLevels{};
@@ -22,8 +22,6 @@ struct Sink {
 // Held shared while the sink runs and exclusively while it is changed.
 constinit SRWLOCK sinkLock = SRWLOCK_INIT;
 constinit Sink sink{};
-
-constinit SRWLOCK standardErrorLock = SRWLOCK_INIT;
 
 class SharedLock {
  public:
@@ -51,35 +49,34 @@ uint32_t maskOf(uint16_t level) {
   return 1U << (level % 32);
 }
 
+using ShutdownQuery = BOOLEAN WINAPI();
+
+// Looked up when this module is loaded, not with every line: the look-up can wait for the loader.
+ShutdownQuery* const shutdownQuery = reinterpret_cast<ShutdownQuery*>(
+    reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
+
 // Whether this is the one thread that is left, the others having been ended wherever they were. A
 // lock that one of them held is never released.
 bool processIsEnding() {
-  using RtlDllShutdownInProgress = BOOLEAN WINAPI();
-  const auto function = reinterpret_cast<RtlDllShutdownInProgress*>(
-      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
-  return function != nullptr && function() != 0;
+  return shutdownQuery != nullptr && shutdownQuery() != 0;
 }
 
-// Without the run-time library's streams, which have locks of their own.
+// In one call, which keeps the line whole without a lock; the run-time library's streams have locks of their own.
 void writeToStandardError(const std::string& text) {
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
 }
 
-void logWithoutLocks(const hxbase::LogLine& line) {
-  writeToStandardError(hxbase::readableLine(line));
+void writeToSink(const hxbase::LogLine& line) {
+  sink.function(sink.context, line.level, line.className, line.sourceFile, line.line, line.functionName, line.message,
+                line.moduleName);
 }
 
 void log(const hxbase::LogLine& line) {
+  if (processIsEnding()) return writeToStandardError(hxbase::readableLine(line));
   const SharedLock lock(sinkLock);
-  if (sink.function != nullptr) {
-    sink.function(sink.context, line.level, line.className, line.sourceFile, line.line, line.functionName, line.message,
-                  line.moduleName);
-    return;
-  }
-  const std::string text = hxbase::readableLine(line);
-  const ExclusiveLock whole(standardErrorLock);
-  writeToStandardError(text);
+  if (sink.function != nullptr) return writeToSink(line);
+  writeToStandardError(hxbase::readableLine(line));
 }
 
 }  // namespace
@@ -91,13 +88,8 @@ bool IsLogLevelEnabled(uint16_t level) {
 void DoLog2(uint16_t level, const char* className, const char* sourceFile, uint16_t line, const char* functionName,
             const wchar_t* message, const char* moduleName) {
   if (!IsLogLevelEnabled(level)) return;
-  const hxbase::LogLine values{level, className, sourceFile, line, functionName, message, moduleName};
   try {
-    if (processIsEnding()) {
-      logWithoutLocks(values);
-    } else {
-      log(values);
-    }
+    log({level, className, sourceFile, line, functionName, message, moduleName});
   } catch (...) {  // no memory for the text: the line is lost
   }
 }

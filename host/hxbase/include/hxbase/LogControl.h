@@ -9,7 +9,10 @@
 extern "C" {
 
 // Receives every line of an enabled level. Called on the thread that logs, by several threads at
-// once; the texts are valid during the call only. It must not throw, and must not log.
+// once; the texts are valid during the call only. It must not throw, and must not log. Once the
+// process is ending it is not called any more, because Windows has ended the other threads wherever
+// they were, and a lock that one of them held is never released: such lines go where they go
+// without a sink.
 using HxLogSink = void(void* context, uint16_t level, const char* className, const char* sourceFile, uint16_t line,
                        const char* functionName, const wchar_t* message, const char* moduleName);
 

@@ -229,8 +229,12 @@ std::string endingProcess(const std::wstring& mode) {
   const Handle process(information.hProcess);
   const Handle thread(information.hThread);
   writeEnd.reset();
-  const std::string text = readAll(reader);
-  EXPECT_EQ(WaitForSingleObject(process.get(), 20'000), WAIT_OBJECT_0);
+  std::string text;
+  std::thread collector([&] { text = readAll(reader); });
+  const DWORD ended = WaitForSingleObject(process.get(), 20'000);
+  EXPECT_EQ(ended, WAIT_OBJECT_0) << "it hangs";
+  if (ended != WAIT_OBJECT_0) TerminateProcess(process.get(), 99);
+  collector.join();
   DWORD status = 0;
   EXPECT_NE(GetExitCodeProcess(process.get(), &status), 0);
   EXPECT_EQ(status, 7U);
