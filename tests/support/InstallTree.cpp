@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 #include <windows.h>
+// After windows.h.
+#include <tlhelp32.h>
 
 #include <atomic>
-#include <exception>
 #include <stdexcept>
+#include <system_error>
 
 #include "support/Text.h"
+#include "support/Wine.h"
 
 namespace zuvia::test {
 namespace {
@@ -22,6 +25,19 @@ std::wstring modulesDirectory() {
   return joinPath(parentOf(programDirectory()), L"modules");
 }
 
+// Whether this process has a module from below a directory.
+bool hasLoadedModule(const std::wstring& directory) {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPMODULE, GetCurrentProcessId());
+  bool found = false;
+  MODULEENTRY32W entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Module32FirstW(snapshot, &entry); more && !found; more = Module32NextW(snapshot, &entry)) {
+    found = _wcsnicmp(entry.szExePath, directory.c_str(), directory.size()) == 0;
+  }
+  CloseHandle(snapshot);
+  return found;
+}
+
 }  // namespace
 
 InstallTree::InstallTree(const std::wstring& name) : m_base(uniqueDirectory(name)) {
@@ -32,7 +48,8 @@ InstallTree::InstallTree(const std::wstring& name) : m_base(uniqueDirectory(name
 InstallTree::~InstallTree() {
   try {
     removeTree(m_base);
-  } catch (const std::exception& error) {
+  } catch (const std::system_error& error) {
+    if (error.code().value() == ERROR_ACCESS_DENIED && !hasLoadedModule(m_base) && removeThroughLinux(m_base)) return;
     ADD_FAILURE() << error.what();
   }
 }
