@@ -14,9 +14,13 @@ void CurlHeaders::append(const char* line) {
   }
 }
 
-void CurlHeaders::free() { curl_slist_free_all(std::exchange(list_, nullptr)); }
+void CurlHeaders::free() {
+  curl_slist_free_all(std::exchange(list_, nullptr));
+}
 
-void CurlErrorText::attachTo(CURL* handle) { curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, buffer_.data()); }
+void CurlErrorText::attachTo(CURL* handle) {
+  curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, buffer_.data());
+}
 
 const char* CurlErrorText::describe(CURLcode code) const {
   return buffer_[0] != '\0' ? buffer_.data() : curl_easy_strerror(code);

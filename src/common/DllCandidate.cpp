@@ -12,9 +12,13 @@ auto numbers(const DllCandidate& candidate) {
 
 }  // namespace
 
-bool isOlder(const DllCandidate& left, const DllCandidate& right) { return numbers(left) < numbers(right); }
+bool isOlder(const DllCandidate& left, const DllCandidate& right) {
+  return numbers(left) < numbers(right);
+}
 
-bool isSameVersion(const DllCandidate& left, const DllCandidate& right) { return numbers(left) == numbers(right); }
+bool isSameVersion(const DllCandidate& left, const DllCandidate& right) {
+  return numbers(left) == numbers(right);
+}
 
 std::string candidateVersionString(const DllCandidate& candidate) {
   return candidateShortVersionString(candidate) + "." + std::to_string(candidate.revision);

@@ -69,9 +69,13 @@ LogRecord& LogRecord::append(std::wstring_view text) {
   return *this;
 }
 
-LogRecord& LogRecord::append(int32_t number) { return enabled_ ? appendNumber(*this, number) : *this; }
+LogRecord& LogRecord::append(int32_t number) {
+  return enabled_ ? appendNumber(*this, number) : *this;
+}
 
-LogRecord& LogRecord::append(int64_t number) { return enabled_ ? appendNumber(*this, number) : *this; }
+LogRecord& LogRecord::append(int64_t number) {
+  return enabled_ ? appendNumber(*this, number) : *this;
+}
 
 bool LogRecord::reserve(size_t more) {
   const size_t needed = length_ + more;

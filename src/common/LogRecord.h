@@ -24,6 +24,10 @@ class LogSink {
   ~LogSink() = default;
 };
 
+// The numbers that a line may hold: no characters, and no booleans, which have words.
+template <typename Number>
+concept LogNumber = std::integral<Number> && sizeof(Number) >= sizeof(int16_t) && !std::same_as<Number, wchar_t>;
+
 // One log line, built by one statement and given to the host's logger at the end of it, also when
 // an exception leaves the statement:
 //
@@ -61,8 +65,7 @@ class LogRecord {
 
   // A number. Whatever int32_t does not hold goes as 64 bits: error codes and other DWORDs come out
   // unsigned, a uint64_t above the signed maximum comes out negative.
-  template <std::integral Number>
-    requires(sizeof(Number) >= sizeof(int16_t) && !std::same_as<Number, wchar_t>)
+  template <LogNumber Number>
   LogRecord& operator<<(Number number) {
     if constexpr (std::signed_integral<Number> && sizeof(Number) <= sizeof(int32_t)) {
       return append(static_cast<int32_t>(number));

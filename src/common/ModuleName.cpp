@@ -49,6 +49,8 @@ std::string findModuleName(const ModuleNameCalls& calls) {
   return readModuleName(calls, path);
 }
 
-const char* moduleName() { return ownName; }
+const char* moduleName() {
+  return ownName;
+}
 
 }  // namespace zuvia

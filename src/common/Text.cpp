@@ -16,8 +16,7 @@ bool toWide(UINT codePage, DWORD flags, const std::string& narrow, std::wstring&
     return false;
   }
   wide.resize(static_cast<size_t>(length));
-  const int converted =
-      MultiByteToWideChar(codePage, flags, narrow.c_str(), kNullTerminated, wide.data(), length);
+  const int converted = MultiByteToWideChar(codePage, flags, narrow.c_str(), kNullTerminated, wide.data(), length);
   wide.resize(static_cast<size_t>(length) - 1);
   return converted > 0;
 }
@@ -36,8 +35,7 @@ std::string WideToAnsi(const std::wstring& wide) {
   if (wide.empty()) {
     return {};
   }
-  const int length =
-      WideCharToMultiByte(CP_ACP, 0, wide.c_str(), kNullTerminated, nullptr, 0, nullptr, nullptr);
+  const int length = WideCharToMultiByte(CP_ACP, 0, wide.c_str(), kNullTerminated, nullptr, 0, nullptr, nullptr);
   if (length <= 1) {
     return {};
   }

@@ -12,7 +12,9 @@ namespace zuvia {
 
 ZuUpdateConfig::ZuUpdateConfig(uint64_t uid) : BssConfig(uid, "zu_kx_anchor", "zu_plugin_update") {}
 
-ZuUpdateConfig::~ZuUpdateConfig() { stop(); }
+ZuUpdateConfig::~ZuUpdateConfig() {
+  stop();
+}
 
 void ZuUpdateConfig::onFetch(bool success, const std::string& value, bool fromCache) {
   if (!success || value.empty()) {

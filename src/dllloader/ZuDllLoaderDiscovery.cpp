@@ -26,11 +26,9 @@ std::wstring ZuDllLoader::getCurrentDllDirectory() {
   using Step = ModuleDirectoryReport::Step;
   ModuleDirectoryReport report = findModuleDirectory();
   if (report.step == Step::Handle) {
-    LOADER_LOG("getCurrentDllDirectory") << "Get current dll directory fail! GetModuleHandleEx error: "
-                                         << report.error;
+    LOADER_LOG("getCurrentDllDirectory") << "Get current dll directory fail! GetModuleHandleEx error: " << report.error;
   } else if (report.step == Step::FileName) {
-    LOADER_LOG("getCurrentDllDirectory") << "Get current dll directory fail! GetModuleFileName error: "
-                                         << report.error;
+    LOADER_LOG("getCurrentDllDirectory") << "Get current dll directory fail! GetModuleFileName error: " << report.error;
   }
   return report.directory;
 }
@@ -70,8 +68,7 @@ bool ZuDllLoader::getDllVersion(const std::wstring& path, DllCandidate& candidat
       return false;
     case Step::QueryEmpty:
       LOADER_LOG("getDllVersion") << "Get dll version fail! VerQueryValue invalid, len: " << report.length
-                                  << ", fixedInfo: " << (report.hasFixedInfo ? "valid" : "null")
-                                  << ", path: " << path;
+                                  << ", fixedInfo: " << (report.hasFixedInfo ? "valid" : "null") << ", path: " << path;
       return false;
     case Step::Done:
       break;

@@ -12,8 +12,8 @@ constexpr DWORD kCleanupWaitMilliseconds = 30'000;
 
 // A module that any process has loaded cannot be opened without sharing.
 bool opensExclusively(const std::wstring& path) {
-  return static_cast<bool>(FileHandle(
-      CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)));
+  return static_cast<bool>(
+      FileHandle(CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)));
 }
 
 void logRemovalFault(const RemovalFault& fault) {

@@ -11,9 +11,13 @@ ZuLoader::ZuLoader() : d(std::make_unique<ZuLoaderPrivate>(this)) {}
 
 ZuLoader::~ZuLoader() = default;
 
-void* ZuLoader::operator new(size_t size) { return std::memset(::operator new(size), 0, size); }
+void* ZuLoader::operator new(size_t size) {
+  return std::memset(::operator new(size), 0, size);
+}
 
-void ZuLoader::operator delete(void* memory) { ::operator delete(memory); }
+void ZuLoader::operator delete(void* memory) {
+  ::operator delete(memory);
+}
 
 void* ZuLoader::queryInterface(const char* const& iid) {
   const std::string_view id = iid;
@@ -32,24 +36,42 @@ void* ZuLoader::queryInterface(const char* const& iid) {
   return nullptr;
 }
 
-void ZuLoader::onLoaded(const char* path) { d->onLoaded(path); }
+void ZuLoader::onLoaded(const char* path) {
+  d->onLoaded(path);
+}
 
-void ZuLoader::onUnload() { d->onUnload(); }
+void ZuLoader::onUnload() {
+  d->onUnload();
+}
 
-bool ZuLoader::isLoaded() { return d->isLoaded(); }
+bool ZuLoader::isLoaded() {
+  return d->isLoaded();
+}
 
 void ZuLoader::noOperation() {}
 
-const char* ZuLoader::getVersion() { return d->getVersion(); }
+const char* ZuLoader::getVersion() {
+  return d->getVersion();
+}
 
-bool ZuLoader::monitorRelay1(void* first, void* second, void* third) { return d->monitorRelay1(first, second, third); }
+bool ZuLoader::monitorRelay1(void* first, void* second, void* third) {
+  return d->monitorRelay1(first, second, third);
+}
 
-void ZuLoader::monitorRelay2(void* first, void* second, void* third) { d->monitorRelay2(first, second, third); }
+void ZuLoader::monitorRelay2(void* first, void* second, void* third) {
+  d->monitorRelay2(first, second, third);
+}
 
-const char* ZuLoader::sendCommand(const char* cmd, const char* data) { return d->sendCommand(cmd, data); }
+const char* ZuLoader::sendCommand(const char* cmd, const char* data) {
+  return d->sendCommand(cmd, data);
+}
 
-uint64_t ZuLoader::addListener(const Listener& listener) { return d->addListener(listener); }
+uint64_t ZuLoader::addListener(const Listener& listener) {
+  return d->addListener(listener);
+}
 
-bool ZuLoader::removeListener(uint64_t id) { return d->removeListener(id); }
+bool ZuLoader::removeListener(uint64_t id) {
+  return d->removeListener(id);
+}
 
 }  // namespace zuvia

@@ -18,8 +18,8 @@ struct RemovalFault {
   };
 
   Kind kind;
-  DWORD error;             // GetLastError() right after the call that failed
-  DWORD attributes;        // of NotPlainDirectory
+  DWORD error;               // GetLastError() right after the call that failed
+  DWORD attributes;          // of NotPlainDirectory
   const std::wstring& path;  // what could not be removed; valid during the report only
 };
 

@@ -82,7 +82,9 @@ bool ZuDllUpdater::checkUpdate(const UpdateEntry& entry, const std::string& dmd5
   return true;
 }
 
-std::wstring ZuDllUpdater::cacheDirectory() const { return appPath_ + L"\\zuviaplugin\\cache"; }
+std::wstring ZuDllUpdater::cacheDirectory() const {
+  return appPath_ + L"\\zuviaplugin\\cache";
+}
 
 // Makes the download directory where it is missing and returns a path in it that nothing has yet.
 std::wstring ZuDllUpdater::prepareDownloadPath() const {

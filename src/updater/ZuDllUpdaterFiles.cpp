@@ -186,6 +186,8 @@ bool ZuDllUpdater::getDllVersion(const std::wstring& path, DllCandidate& out) {
   return true;
 }
 
-std::wstring ZuDllUpdater::getCurrentDllDirectory() { return findModuleDirectory().directory; }
+std::wstring ZuDllUpdater::getCurrentDllDirectory() {
+  return findModuleDirectory().directory;
+}
 
 }  // namespace zuvia

@@ -127,9 +127,8 @@ bool writeFile(const std::wstring& path, const std::string& content) {
   file.write(content.data(), static_cast<std::streamsize>(content.size())).flush();
   if (!file.good()) {
     const int error = errno;
-    UPDATER_LOG("unZip") << "Unzip file fail! Write output file failed, path: " << path
-                         << ", size: " << content.size() << ", errno: " << error
-                         << ", msg: " << errorText(error).data();
+    UPDATER_LOG("unZip") << "Unzip file fail! Write output file failed, path: " << path << ", size: " << content.size()
+                         << ", errno: " << error << ", msg: " << errorText(error).data();
     return false;
   }
   return true;

@@ -14,7 +14,9 @@ namespace {
 constexpr DWORD kVersionLockMilliseconds = 30'000;
 constexpr const wchar_t* kModuleFileName = L"\\zuimpl.dll";
 
-bool exists(DWORD attributes) { return attributes != INVALID_FILE_ATTRIBUTES; }
+bool exists(DWORD attributes) {
+  return attributes != INVALID_FILE_ATTRIBUTES;
+}
 
 }  // namespace
 
@@ -49,8 +51,7 @@ struct ZuDllUpdater::UpdateTask {
       return true;
     }
     const bool deleted = DeleteFileW(package.c_str()) != FALSE;
-    TASK_LOG() << "Download exception! Expected md5: " << entry.pmd5 << ", but found: " << md5
-               << ", del: " << deleted;
+    TASK_LOG() << "Download exception! Expected md5: " << entry.pmd5 << ", but found: " << md5 << ", del: " << deleted;
     return false;
   }
 

@@ -13,7 +13,9 @@ BssConfig::BssConfig(uint64_t uid, const std::string& bssCode, const std::string
   CheckCache(cachePath_);
 }
 
-BssConfig::~BssConfig() { stop(); }
+BssConfig::~BssConfig() {
+  stop();
+}
 
 void BssConfig::stop() {
   if (stopping_.exchange(true) || !work_) {

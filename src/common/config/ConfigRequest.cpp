@@ -27,6 +27,8 @@ std::string requestBody(const ConfigRequest& request) {
   return text;
 }
 
-std::string uidHeader(uint64_t uid) { return "uid: " + std::to_string(uid); }
+std::string uidHeader(uint64_t uid) {
+  return "uid: " + std::to_string(uid);
+}
 
 }  // namespace zuvia

@@ -7,7 +7,9 @@ namespace {
 constexpr uint8_t kWorkstation = 1;
 constexpr uint8_t kServer = 3;
 
-std::wstring number(uint32_t value) { return std::to_wstring(static_cast<int32_t>(value)); }
+std::wstring number(uint32_t value) {
+  return std::to_wstring(static_cast<int32_t>(value));
+}
 
 std::wstring withBuild(const wchar_t* name, const OsVersion& version) {
   return std::wstring(name) + L" (Build " + number(version.build) + L")";
@@ -83,6 +85,8 @@ std::wstring osVersionText(const OsVersion& version) {
   }
 }
 
-std::wstring plainOsVersionText(const OsVersion& version) { return withNumbers(L"Windows", version); }
+std::wstring plainOsVersionText(const OsVersion& version) {
+  return withNumbers(L"Windows", version);
+}
 
 }  // namespace zuvia
