@@ -15,8 +15,9 @@ std::string toUtf8(std::wstring_view wide);
 inline std::filesystem::path toPath(std::string_view utf8) {
   return toWide(utf8);
 }
-inline std::string pathText(const std::filesystem::path& path) {
-  return toUtf8(path.wstring());
+// A path as messages show it.
+inline std::string pathText(std::filesystem::path path) {
+  return toUtf8(path.make_preferred().wstring());
 }
 
 // Returns text that is safe on a terminal and stays on one line: control characters and bytes that are
