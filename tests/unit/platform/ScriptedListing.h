@@ -1,0 +1,54 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/ImportHook.h"
+
+namespace zuvia::test {
+
+// Listings of directories that do not exist, in the order that the test wants, for this program's own calls
+// of FindFirstFileW. Everything else is listed as it is.
+class ScriptedListing {
+ public:
+  struct Entry {
+    std::wstring name;
+    DWORD attributes = FILE_ATTRIBUTE_ARCHIVE;
+  };
+
+  // By the pattern that is asked for: "directory\*". Without an entry the listing fails as of a missing directory.
+  using Script = std::map<std::wstring, std::vector<Entry>>;
+
+  explicit ScriptedListing(Script script);
+
+  // How many listings were begun, and how many of them were ended with FindClose.
+  std::size_t begun() const { return m_begun; }
+  std::size_t closed() const { return m_closed; }
+
+ private:
+  // The handle of a listing is its address.
+  struct Listing {
+    const std::vector<Entry>* entries;
+    std::size_t next = 0;
+  };
+
+  HANDLE begin(const std::vector<Entry>& entries, WIN32_FIND_DATAW* data);
+  static bool fill(Listing& listing, WIN32_FIND_DATAW* data);
+  bool isOwn(HANDLE handle) const { return m_listings.contains(handle); }
+
+  Script m_script;
+  std::map<HANDLE, std::unique_ptr<Listing>> m_listings;
+  std::size_t m_begun = 0;
+  std::size_t m_closed = 0;
+  ImportHook<decltype(FindFirstFileW)> m_first;
+  ImportHook<decltype(FindNextFileW)> m_next;
+  ImportHook<decltype(FindClose)> m_close;
+};
+
+}  // namespace zuvia::test
