@@ -74,7 +74,10 @@ bool removeFromUserRoots(const std::string& certificatePem) {
   const CertificateStore store = openUserRoots();
   if (!store) return false;
   CertificateContext found = find(store, certificate);
-  return !found || CertDeleteCertificateFromStore(found.release()) != FALSE;  // frees it whatever happens
+  if (!found) return true;
+  // Deleting frees the context whatever happens. Wine forgets the deletion at the close unless it is asked to write.
+  return CertDeleteCertificateFromStore(found.release()) != FALSE &&
+         CertControlStore(store.get(), 0, CERT_STORE_CTRL_COMMIT, nullptr) != FALSE;
 }
 
 bool isInUserRoots(const std::string& certificatePem) {
