@@ -91,10 +91,6 @@ std::string packed(const std::vector<std::pair<std::wstring, std::string>>& file
   return bytes;
 }
 
-std::string zeros(size_t size) {
-  return std::string(size, '\0');
-}
-
 std::string HandMade::bytes() const {
   return withStartHeader(packedStreams(), header());
 }

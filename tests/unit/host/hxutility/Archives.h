@@ -22,9 +22,6 @@ std::map<std::wstring, std::string> packedTree();
 // Packs with libarchive, as one solid block. compression: "lzma1", "lzma2", "ppmd" or "copy".
 std::string packed(const std::vector<std::pair<std::wstring, std::string>>& files, const char* compression = "lzma1");
 
-// Returns zeros, of which many pack into few bytes.
-std::string zeros(size_t size);
-
 // An archive put together byte by byte, its contents stored as they are.
 class HandMade {
  public:
