@@ -23,8 +23,10 @@ inline constexpr uint64_t kMaxUnpackedBytes = 536'870'912;
 //   - holds what is neither a file nor a directory (a symbolic link, a device), a directory with
 //     content, an entry without a name, or two files of the same name: such an archive does not say
 //     which files it means;
-//   - unpacks to more than maxUnpackedBytes in all. No content is read beyond that, and nothing is
-//     allocated because an entry merely claims to be large.
+//   - unpacks to more than maxUnpackedBytes in all. No content is read beyond that, and no buffer for a
+//     file grows because the archive merely claims that it is large.
+// What libarchive does by itself before it shows an entry is not limited: it reads the table of entries
+// with the counts that the archive claims, and the whole target of a symbolic link.
 // Off Windows, entry names outside ASCII need a UTF-8 locale and are otherwise refused.
 // Any thread. Throws std::bad_alloc only.
 bool readArchive(std::string_view archive, uint64_t maxUnpackedBytes, Files& files);
