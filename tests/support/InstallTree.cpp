@@ -15,6 +15,8 @@
 namespace zuvia::test {
 namespace {
 
+const std::wstring kPluginName = L"zuviaplugin.dll";
+
 std::wstring uniqueDirectory(const std::wstring& name) {
   static std::atomic<unsigned> count = 0;
   const std::wstring number = std::to_wstring(GetCurrentProcessId()) + L'-' + std::to_wstring(GetTickCount64());
@@ -25,14 +27,16 @@ std::wstring modulesDirectory() {
   return joinPath(parentOf(programDirectory()), L"modules");
 }
 
-// Whether this process has a module from below a directory.
-bool hasLoadedModule(const std::wstring& directory) {
+// Whether this process has an implementation module from below a directory. The plugin itself does not
+// count: libraries that are linked into it keep it loaded until the process ends.
+bool hasImplementation(const std::wstring& directory) {
   const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPMODULE, GetCurrentProcessId());
   bool found = false;
   MODULEENTRY32W entry{};
   entry.dwSize = sizeof entry;
   for (BOOL more = Module32FirstW(snapshot, &entry); more && !found; more = Module32NextW(snapshot, &entry)) {
-    found = _wcsnicmp(entry.szExePath, directory.c_str(), directory.size()) == 0;
+    const std::wstring path = entry.szExePath;
+    found = _wcsnicmp(path.c_str(), directory.c_str(), directory.size()) == 0 && !path.ends_with(kPluginName);
   }
   CloseHandle(snapshot);
   return found;
@@ -49,9 +53,13 @@ InstallTree::~InstallTree() {
   try {
     removeTree(m_base);
   } catch (const std::system_error& error) {
-    if (error.code().value() == ERROR_ACCESS_DENIED && !hasLoadedModule(m_base) && removeThroughLinux(m_base)) return;
+    if (error.code().value() == ERROR_ACCESS_DENIED && !hasImplementation(m_base) && removeThroughLinux(m_base)) return;
     ADD_FAILURE() << error.what();
   }
+}
+
+std::wstring InstallTree::pluginPath() const {
+  return joinPath(root(), kPluginName);
 }
 
 std::wstring InstallTree::installPlugin() const {
@@ -72,7 +80,7 @@ std::wstring InstallTree::addFile(const std::wstring& relativePath, std::string_
 }
 
 std::wstring builtPlugin() {
-  return joinPath(programDirectory(), L"zuviaplugin.dll");
+  return joinPath(programDirectory(), kPluginName);
 }
 
 std::wstring moduleFile(const std::wstring& name) {

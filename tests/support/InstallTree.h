@@ -21,8 +21,8 @@ class InstallTree {
   // outside ASCII to test with them.
   explicit InstallTree(const std::wstring& name = L"zuvia");
 
-  // Removes everything, links without following them. What cannot be removed, such as a module that is still
-  // loaded, fails the test.
+  // Removes everything, links without following them. What cannot be removed, such as an implementation module
+  // that is still loaded, fails the test. The plugin may still be loaded.
   ~InstallTree();
 
   InstallTree(const InstallTree&) = delete;
@@ -33,7 +33,7 @@ class InstallTree {
   std::wstring appPath() const { return joinPath(m_base, L"app"); }
 
   // Where the plugin lies once it is installed.
-  std::wstring pluginPath() const { return joinPath(root(), L"zuviaplugin.dll"); }
+  std::wstring pluginPath() const;
 
   // Copies the plugin that the build made into the root. Returns pluginPath().
   std::wstring installPlugin() const;

@@ -1,14 +1,11 @@
 #pragma once
 
-#include <winsock2.h>
-// After winsock2.h.
-#include <ws2tcpip.h>
+// A source that includes curl.h or winsock2.h as well does so before this.
+#include <windows.h>
 
-#include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
-
-#include "support/ImportHook.h"
 
 namespace zuvia::test {
 
@@ -24,23 +21,16 @@ struct Endpoint {
 // import connect and getaddrinfo, as one with libcurl does. One at a time for a module.
 class NetworkRedirect {
  public:
+  // Throws as ImportHook does.
   NetworkRedirect(HMODULE module, std::vector<Endpoint> endpoints);
+  ~NetworkRedirect();
 
   // How many look-ups and connections were refused. Any thread.
-  unsigned refused() const { return m_refused; }
+  unsigned refused() const;
 
  private:
-  using GetAddresses = decltype(getaddrinfo);
-  using Connect = decltype(connect);
-
-  int lookUp(GetAddresses* original, const char* name, const char* service, const addrinfo* hints, addrinfo** found);
-  int open(Connect* original, SOCKET socket, const sockaddr* address);
-  const Endpoint* endpointOf(const sockaddr_in& address) const;
-
-  const std::vector<Endpoint> m_endpoints;
-  std::atomic<unsigned> m_refused = 0;
-  ImportHook<GetAddresses> m_lookUp;
-  ImportHook<Connect> m_connect;
+  struct Private;
+  std::unique_ptr<Private> m;
 };
 
 }  // namespace zuvia::test

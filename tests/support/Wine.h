@@ -10,6 +10,8 @@
 //   in a second process instead.
 // - A directory with an open file in it can be renamed (Windows refuses): a hook supplies the refusal.
 // - A read-only directory can be written to by the user that runs the tests on the Linux side: a hook again.
+// - A module that failed to load for a missing dependency (error 126) cannot be deleted by the process that tried
+//   (error 5), until that process ends.
 // - A file named "nul" swallows what is written, "zuimpl.dll." names "zuimpl.dll", "ab:c" is an ordinary file.
 
 namespace zuvia::test {
@@ -21,9 +23,8 @@ bool runsUnderWine();
 // Throws std::runtime_error when it cannot be made.
 void makeDirectoryLink(const std::wstring& link, const std::wstring& target);
 
-// Removes a directory with everything in it on the Linux side. A module that failed to load for a missing
-// dependency cannot be deleted by the process that tried, until it ends: Wine keeps it mapped. Returns whether it
-// is gone; does nothing, and returns false, elsewhere than under Wine.
+// Removes a directory with everything in it on the Linux side, also modules that are or stay mapped. Returns
+// whether it is gone; does nothing, and returns false, elsewhere than under Wine.
 bool removeThroughLinux(const std::wstring& directory);
 
 // Runs a Linux program to its end: arguments as it is to see them. Only under Wine.

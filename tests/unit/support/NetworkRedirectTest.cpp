@@ -1,9 +1,10 @@
-#include "support/NetworkRedirect.h"
-
+// Before windows.h.
 #include <curl/curl.h>
+
 #include <gtest/gtest.h>
 
 #include "HttpClient.h"
+#include "support/NetworkRedirect.h"
 #include "support/TestServer.h"
 #include "support/TrustedRoot.h"
 

@@ -48,6 +48,17 @@ TEST(InstallTreeUnderWine, RemovesModulesThatFailedToLoad) {
   EXPECT_FALSE(directoryExists(base));
 }
 
+TEST(InstallTreeUnderWine, RemovesAPluginThatStaysLoaded) {
+  std::wstring base;
+  {
+    const InstallTree tree;
+    base = tree.base();
+    copyFile(moduleFile(L"2.0.0.45"), tree.pluginPath());
+    EXPECT_NE(LoadLibraryW(tree.pluginPath().c_str()), nullptr);
+  }
+  EXPECT_FALSE(directoryExists(base));
+}
+
 TEST(InstallTreeUnderWine, ReportsAModuleThatIsStillLoaded) {
   static std::unique_ptr<InstallTree> tree;
   tree = std::make_unique<InstallTree>();
