@@ -29,12 +29,13 @@ size_t appendToResponse(char* data, size_t size, size_t count, void* response) {
 
 }  // namespace
 
-// One request and what came of it.
+// One request and what came of it; libcurl keeps pointers into it until its handle is closed.
 struct BssConfig::Exchange {
   std::string url;
   std::string body;
   std::string uidHeader;
   std::string response;
+  CurlErrorText errorText;
   bool ok = false;
 };
 
@@ -89,8 +90,7 @@ void BssConfig::exchange(CURL* curl, Exchange& result) {
   headers.append("ssid: 0");
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
 
-  CurlErrorText errorText;
-  errorText.attachTo(curl);
+  result.errorText.attachTo(curl);
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, &appendToResponse);
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, &result.response);
   curl_easy_setopt(curl, CURLOPT_TIMEOUT, kTransferTimeoutSeconds);
@@ -103,7 +103,7 @@ void BssConfig::exchange(CURL* curl, Exchange& result) {
   }
   CONFIG_LOG("DoFetchJob") << "DoFetchJob bssCode: " << bssCode_ << ", ret: " << result.ok
                            << ", curlCode: " << static_cast<int32_t>(code)
-                           << ", curlError: " << errorText.describe(code) << ", url: " << result.url
+                           << ", curlError: " << result.errorText.describe(code) << ", url: " << result.url
                            << ", body: " << result.body;
 }
 
