@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "common/config/BssConfig.h"
+
+namespace zuvia::test {
+
+// What a client was given.
+struct Delivery {
+  bool success = false;
+  std::string value;
+  bool fromCache = false;
+
+  bool operator==(const Delivery&) const = default;
+};
+
+// A configuration client that keeps what it is given.
+class RecordingClient : public BssConfig {
+ public:
+  static constexpr uint64_t kUid = 1234567890123;
+
+  explicit RecordingClient(const std::string& configKey = "the_key") : BssConfig(kUid, "the_code", configKey) {}
+  RecordingClient(const RecordingClient&) = delete;
+  RecordingClient& operator=(const RecordingClient&) = delete;
+  ~RecordingClient() { stop(); }
+
+  // Called inside onFetch, after the delivery was kept. Set it before the fetch.
+  std::function<void()> inOnFetch = [] {};
+
+  std::vector<Delivery> deliveries() const {
+    const std::lock_guard lock(m_mutex);
+    return m_deliveries;
+  }
+
+ protected:
+  void onFetch(bool success, const std::string& value, bool fromCache) override {
+    {
+      const std::lock_guard lock(m_mutex);
+      m_deliveries.push_back({success, value, fromCache});
+    }
+    inOnFetch();
+  }
+
+ private:
+  mutable std::mutex m_mutex;
+  std::vector<Delivery> m_deliveries;
+};
+
+}  // namespace zuvia::test
