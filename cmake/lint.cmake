@@ -34,4 +34,4 @@ foreach(check IN ITEMS Format Includes Paths Shell)
 endforeach()
 add_test(NAME Lint.ChecksCatch COMMAND "${CMAKE_SOURCE_DIR}/scripts/test-checks")
 set_tests_properties(Lint.Tidy Lint.Format Lint.Includes Lint.Paths Lint.Shell Lint.ChecksCatch
-  PROPERTIES LABELS lint TIMEOUT 1200)
+  PROPERTIES LABELS lint TIMEOUT 3600)
