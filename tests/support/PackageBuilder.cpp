@@ -50,6 +50,7 @@ std::string PackageBuilder::build() const {
   const Writer writer(archive_write_new(), &archive_write_free);
   check(writer.get(), archive_write_set_format_7zip(writer.get()));
   check(writer.get(), archive_write_set_format_option(writer.get(), "7zip", "compression", m_method.c_str()));
+  check(writer.get(), archive_write_set_bytes_in_last_block(writer.get(), 1));  // nothing after the archive
   check(writer.get(), archive_write_open(writer.get(), &package, nullptr, &append, nullptr));
   for (const Entry& entry : m_entries) {
     const EntryPtr header = makeEntry(entry.name, entry.content.size(), entry.directory);
