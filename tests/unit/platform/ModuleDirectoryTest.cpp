@@ -23,6 +23,13 @@ HMODULE self() {
   return GetModuleHandleW(nullptr);
 }
 
+// Leaves the stack below the caller full of backslashes, so that a name that runs on there has another directory.
+// Called through a pointer, so that it is not inlined.
+void (*const volatile spoilStack)() = [] {
+  volatile wchar_t used[4096];
+  for (volatile wchar_t& unit : used) unit = L'\\';
+};
+
 TEST(ModuleDirectory, IsThatOfTheModuleWithThisCode) {
   const ModuleDirectoryReport report = findModuleDirectory();
   EXPECT_EQ(report.step, Step::Done);
@@ -72,6 +79,7 @@ TEST(ModuleDirectory, TakesANameThatFillsTheBuffer) {
   const std::wstring directory = L"C:\\" + std::wstring(200, L'd');
   const PluginLocation location(directory + L"\\" + std::wstring(260 - directory.size() - 1, L'n'));
   ASSERT_EQ(location.path().size(), 260u);
+  spoilStack();
   const ModuleDirectoryReport report = findModuleDirectory();
   EXPECT_EQ(report.step, Step::Done);
   EXPECT_EQ(WideText(report.directory), WideText(directory));
