@@ -7,18 +7,20 @@
 namespace zuvia {
 namespace {
 
-std::string shown(const std::wstring& name) { return {name.begin(), name.end()}; }
+std::string shown(const std::wstring& name) {
+  return {name.begin(), name.end()};
+}
 
 TEST(EntryNames, NamesBelowADirectoryAreLegal) {
-  for (const std::wstring name : {L"zuimpl.dll", L"a/b", L"a\\b", L"./x", L"a//b", L"a...b", L"...", L"a/./b", L"a/", L"..a",
-                                  L"a..", L"ab:c", L"x", L".", L"a/.../b"}) {
+  for (const std::wstring name : {L"zuimpl.dll", L"a/b", L"a\\b", L"./x", L"a//b", L"a...b", L"...", L"a/./b", L"a/",
+                                  L"..a", L"a..", L"ab:c", L"x", L".", L"a/.../b"}) {
     EXPECT_TRUE(isLegalEntryName(name)) << shown(name);
   }
 }
 
 TEST(EntryNames, NamesThatLeadElsewhereAreIllegal) {
-  for (const std::wstring name : {L"", L"..", L"..\\x", L"../x", L"a/../b", L"a\\..\\b", L"a/..", L"a\\..", L"/x", L"\\x",
-                                  L"\\\\server\\share", L"c:x", L"c:", L"c:\\x", L"::", L"a/b\\../c"}) {
+  for (const std::wstring name : {L"", L"..", L"..\\x", L"../x", L"a/../b", L"a\\..\\b", L"a/..", L"a\\..", L"/x",
+                                  L"\\x", L"\\\\server\\share", L"c:x", L"c:", L"c:\\x", L"::", L"a/b\\../c"}) {
     EXPECT_FALSE(isLegalEntryName(name)) << shown(name);
   }
 }
