@@ -72,6 +72,7 @@ struct Service::Private {
   void answerConfiguration(const httplib::Request& request, httplib::Response& response) const;
   httplib::Server::HandlerResponse answerFile(const httplib::Request& request, httplib::Response& response);
   bool sendPart(const SiteFile& file, std::size_t offset, std::size_t length, httplib::DataSink& sink) const;
+  bool isWhole(const httplib::Request& request, const httplib::Response& response) const;
   void printRequest(const httplib::Request& request, const httplib::Response& response) const;
 
   const Site site;
@@ -143,14 +144,19 @@ bool Service::Private::sendPart(const SiteFile& file, std::size_t offset, std::s
   return true;
 }
 
+// A transfer that stop() ended counts as a success for the server.
+bool Service::Private::isWhole(const httplib::Request& request, const httplib::Response& response) const {
+  if (response.content_provider_ == nullptr || request.method == "HEAD") return true;
+  const bool isEnded = isStopping && current.bytes < response.get_header_value<std::uint64_t>("Content-Length");
+  return response.content_provider_success_ && !isEnded;
+}
+
 void Service::Private::printRequest(const httplib::Request& request, const httplib::Response& response) const {
+  if (!isWhole(request, response)) current.detail += field("transfer", "incomplete");
   RequestRecord record = std::exchange(current, {});
   record.method = request.method;
   record.target = request.target;
   record.status = response.status;
-  const bool isWhole =
-      response.content_provider_ == nullptr || response.content_provider_success_ || request.method == "HEAD";
-  if (!isWhole) record.detail += field("transfer", "incomplete");
   if (response.content_provider_ == nullptr && request.method != "HEAD") record.bytes = response.body.size();
   print(requestLine(std::chrono::system_clock::now(), record));
 }

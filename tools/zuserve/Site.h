@@ -10,7 +10,7 @@
 
 namespace zuvia::zuserve {
 
-// One file of a site, open for reading. It may be replaced or deleted meanwhile; what is read stays the old one.
+// One file of a site, open for reading. It may be renamed or deleted meanwhile; what is read stays the same.
 class SiteFile {
  public:
   SiteFile(FileHandle file, std::uint64_t size) : file_(std::move(file)), size_(size) {}

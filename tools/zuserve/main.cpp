@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cwchar>
 #include <filesystem>
 #include <string>
 
@@ -35,11 +36,15 @@ std::filesystem::path authorityDirectory(const Options& options) {
                                    : std::filesystem::absolute(tools::toPath(options.authority));
 }
 
+bool isSameName(const std::filesystem::path& left, const std::filesystem::path& right) {
+  return _wcsicmp(left.c_str(), right.c_str()) == 0;
+}
+
 // The private key must not be among the files that are served.
 void keepApart(const Site& site, const std::filesystem::path& authority) {
   const std::filesystem::path inner = std::filesystem::weakly_canonical(authority);
   const std::filesystem::path outer = std::filesystem::weakly_canonical(site.directory());
-  if (std::ranges::mismatch(outer, inner).in1 == outer.end()) {
+  if (std::ranges::mismatch(outer, inner, isSameName).in1 == outer.end()) {
     throw Failure("the authority's directory " + tools::pathText(authority) +
                   " lies in the site; choose another with --ca");
   }
@@ -69,7 +74,8 @@ void serve(const Options& options) {
 
 void trust(const Options& options) {
   const std::filesystem::path directory = authorityDirectory(options);
-  if (!tls::addToUserRoots(openAuthority(directory).root().certificatePem)) {
+  const tls::DevCa authority = openAuthority(directory);
+  if (!tls::addToUserRoots(authority.root().certificatePem)) {
     throw Failure("not trusted: " + tools::systemErrorText(GetLastError()));
   }
   say("trusted: " + tools::pathText(directory));
@@ -77,8 +83,11 @@ void trust(const Options& options) {
 
 void untrust(const Options& options) {
   const std::filesystem::path directory = authorityDirectory(options);
-  if (hasAuthority(directory) && !tls::removeFromUserRoots(openAuthority(directory).root().certificatePem)) {
-    throw Failure("still trusted: " + tools::systemErrorText(GetLastError()));
+  if (hasAuthority(directory)) {
+    const tls::DevCa authority = openAuthority(directory);
+    if (!tls::removeFromUserRoots(authority.root().certificatePem)) {
+      throw Failure("still trusted: " + tools::systemErrorText(GetLastError()));
+    }
   }
   say("not trusted: " + tools::pathText(directory));
 }

@@ -1,0 +1,80 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "../RunProgram.h"
+#include "../TemporaryTree.h"
+#include "SampleModule.h"
+#include "support/Text.h"
+
+// zupack.exe as a process.
+
+namespace zuvia::test {
+namespace {
+
+using testing::HasSubstr;
+
+Ended runZupack(const std::vector<std::wstring>& arguments) {
+  return runTool(L"zupack.exe", arguments);
+}
+
+std::vector<std::wstring> packArguments(const TemporaryTree& tree) {
+  return {L"pack", L"--module", sampleModule(), L"--url", L"https://localhost", L"--out", tree.path(L"out")};
+}
+
+TEST(Zupack, PacksAndVerifies) {
+  const TemporaryTree tree;
+  writeFile(tree.path(L"\u6F22.txt"), "companion");
+  std::vector<std::wstring> arguments = packArguments(tree);
+  arguments.insert(arguments.end(),
+                   {L"--add", L"sub/\u00E4.txt=" + tree.path(L"\u6F22.txt"), tree.path(L"\u6F22.txt")});
+  const Ended packed = runZupack(arguments);
+  const std::wstring package = tree.path(L"out\\zuimpl-2.0.0.47.7z");
+  const std::wstring entry = tree.path(L"out\\zuimpl-2.0.0.47.json");
+  EXPECT_EQ(packed.status, 0u) << packed.error;
+  EXPECT_EQ(packed.output, "package " + toUtf8(package) + "\nentry   " + toUtf8(entry) + "\n");
+  EXPECT_EQ(packed.error, "");
+  const Ended verified = runZupack({L"verify", package, L"--entry", entry});
+  EXPECT_EQ(verified.status, 0u) << verified.error;
+  EXPECT_THAT(verified.output, HasSubstr("ok module version\n"));
+  EXPECT_EQ(verified.error, "");
+}
+
+TEST(Zupack, EndsAFailedVerificationWithOneLineAndStatus1) {
+  const TemporaryTree tree;
+  ASSERT_EQ(runZupack(packArguments(tree)).status, 0u);
+  writeFile(tree.path(L"other.7z"), "7z");
+  const Ended ended =
+      runZupack({L"verify", tree.path(L"other.7z"), L"--entry", tree.path(L"out\\zuimpl-2.0.0.47.json")});
+  EXPECT_EQ(ended.status, 1u);
+  EXPECT_THAT(ended.error, testing::StartsWith("zupack: check failed: package digest (pmd5): the file's is "));
+  EXPECT_EQ(std::ranges::count(ended.error, '\n'), 1);
+}
+
+TEST(Zupack, EndsBadInputWithOneLineAndStatus2) {
+  const TemporaryTree tree;
+  const std::vector<std::pair<std::vector<std::wstring>, std::string>> cases = {
+      {{}, "zupack: A subcommand is required\n"},
+      {{L"pack"}, "zupack: --module is required\n"},
+      {{L"verify"}, "zupack: PACKAGE is required\n"},
+      {{L"verify", L"none.7z", L"--entry", L"none.json"}, "zupack: not a file: none.7z\n"},
+      {{L"pack", L"--module", L"none", L"--url", L"https://x", L"--out", tree.path()}, "zupack: not a file: none\n"},
+      {{L"pack", L"--module", L"none", L"--url", L"ftp://x", L"--out", tree.path()},
+       "zupack: --url must begin with https://, but is \"ftp://x\"\n"},
+  };
+  for (const auto& [arguments, error] : cases) {
+    const Ended ended = runZupack(arguments);
+    EXPECT_EQ(ended.status, 2u);
+    EXPECT_EQ(ended.error, error);
+    EXPECT_EQ(ended.output, "");
+  }
+}
+
+TEST(Zupack, ShowsHelpAndVersion) {
+  const Ended help = runZupack({L"--help"});
+  EXPECT_EQ(help.status, 0u);
+  EXPECT_THAT(help.output, testing::AllOf(HasSubstr("pack "), HasSubstr("verify ")));
+  EXPECT_THAT(runZupack({L"--version"}).output, testing::MatchesRegex("zupack \\d+\\.\\d+\\.\\d+\\.\\d+\n"));
+}
+
+}  // namespace
+}  // namespace zuvia::test
