@@ -455,11 +455,12 @@ TEST_F(ShippedPluginTest, LeavesNothingOpenAfterAnUpdate) {
   };
   const HMODULE kept = LoadLibraryW(modulePath(L"2.0.0.45").c_str());
   live();
-  live();
-  {
-    const HandleCheck handles;
-    live();
-  }
+  // The system may add a thread to its pool at any time, which then keeps what it opens: only what grows with
+  // every update counts.
+  constexpr std::size_t kUpdates = 5;
+  HandleCount before = countHandles();
+  for (std::size_t i = 0; i < kUpdates; ++i) live();
+  for (const auto& [type, count] : countHandles()) EXPECT_LT(count, before[type] + kUpdates) << type;
   FreeLibrary(kept);
 }
 
