@@ -11,7 +11,7 @@
 namespace zuvia::test {
 namespace {
 
-using UnixName = char*(__cdecl)(const wchar_t* path);
+using UnixName = char*(const wchar_t* path);
 
 // Of Wine only; null on Windows.
 UnixName* unixNameFunction() {
@@ -22,7 +22,7 @@ UnixName* unixNameFunction() {
 std::wstring unixName(const std::wstring& path) {
   char* const name = unixNameFunction()(path.c_str());
   if (name == nullptr) throw std::runtime_error("No path of the system below for " + toUtf8(path));
-  const std::wstring text = toWide(name);
+  std::wstring text = toWide(name);
   HeapFree(GetProcessHeap(), 0, name);
   return text;
 }
