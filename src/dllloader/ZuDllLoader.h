@@ -86,7 +86,7 @@ class ZuDllLoader {
  private:
   void readCandidates(const std::vector<std::wstring>& paths);
   bool loadNewest(const std::wstring& root, IPluginEntryPoint*& implOut);
-  void adopt(ModuleHandle module, const DllCandidate& candidate);
+  void adopt(ModuleHandle module, DllCandidate candidate);
   static void deleteIfUnused(const DllCandidate& candidate, const std::wstring& root);
 
   bool loaded_ = false;

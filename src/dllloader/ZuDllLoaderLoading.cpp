@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "dllloader/ZuDllLoader.h"
 #include "dllloader/ZuDllLoaderLog.h"
@@ -106,10 +107,10 @@ bool ZuDllLoader::loadNewest(const std::wstring& root, IPluginEntryPoint*& implO
   return false;
 }
 
-void ZuDllLoader::adopt(ModuleHandle module, const DllCandidate& candidate) {
+void ZuDllLoader::adopt(ModuleHandle module, DllCandidate candidate) {
   unload();
   module_ = std::move(module);
-  current_ = candidate;
+  current_ = std::move(candidate);
   loaded_ = true;
 }
 
