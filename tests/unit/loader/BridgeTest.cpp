@@ -9,7 +9,7 @@ HMODULE self() {
   return GetModuleHandleW(nullptr);
 }
 
-// As GetModuleFileNameW does it.
+// As GetModuleFileNameW and GetTempPathW do it.
 DWORD answerPath(const std::wstring& path, wchar_t* buffer, DWORD size) {
   const auto count = std::min<DWORD>(size, static_cast<DWORD>(path.size()));
   std::copy_n(path.begin(), count, buffer);
@@ -24,6 +24,9 @@ BridgeTest::BridgeTest()
                      [path = tree.pluginPath()](auto* original, HMODULE module, wchar_t* buffer, DWORD size) {
                        return module == self() ? answerPath(path, buffer, size) : original(module, buffer, size);
                      }),
+      temporaryPath(
+          self(), "GetTempPathW",
+          [path = temporaryFiles()](auto*, DWORD size, wchar_t* buffer) { return answerPath(path, buffer, size); }),
       submitWork(self(), "SubmitThreadpoolWork", [this](auto*, PTP_WORK) { ++submitted; }) {}
 
 BridgeTest::~BridgeTest() = default;

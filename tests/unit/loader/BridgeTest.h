@@ -23,6 +23,9 @@ class BridgeTest : public testing::Test {
   BridgeTest();
   ~BridgeTest() override;
 
+  // The user's directory for temporary files, as the plugin sees it.
+  std::wstring temporaryFiles() const { return tree.base() + L"\\temp\\"; }
+
   // The tree gets this module of tests/modules as its version directory; the module's name, when it is a version.
   void addVersion(const std::wstring& directoryName, const std::wstring& module) {
     tree.addVersion(directoryName, moduleFile(module));
@@ -54,6 +57,7 @@ class BridgeTest : public testing::Test {
   std::atomic<int> submitted = 0;
 
   ImportHook<decltype(GetModuleFileNameW)> moduleFileName;
+  ImportHook<decltype(GetTempPathW)> temporaryPath;
   ImportHook<decltype(SubmitThreadpoolWork)> submitWork;
   std::unique_ptr<ZuLoader> plugin = std::make_unique<ZuLoader>();
 };

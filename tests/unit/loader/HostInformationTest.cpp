@@ -44,7 +44,7 @@ class HostInformationTest : public BridgeTest {
 
   // The line about its path of a client that has no application path.
   std::wstring defaultCacheLine() const {
-    return L"Cache path is empty! Try use default cache dir: " + temporaryDirectory() + L"\\";
+    return L"Cache path is empty! Try use default cache dir: " + temporaryFiles();
   }
 };
 
