@@ -99,7 +99,11 @@ bool checkParents(std::wstring directory, const std::wstring& outDir) {
                            << ", error: " << error << ", path: " << directory;
       return false;
     }
-    directory.resize(directory.rfind(L'\\'));
+    const size_t separator = directory.rfind(L'\\');
+    if (separator == std::wstring::npos) {
+      break;
+    }
+    directory.resize(separator);
   }
   return true;
 }
