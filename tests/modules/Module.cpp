@@ -82,11 +82,11 @@ class Implementation : public zuvia::IPluginEntryPoint, public zuvia::IPluginLoa
   std::string raise(const char* name, const char* data);
   std::string raiseText(const std::string& text);
 
-  std::mutex m_mutex;  // guards the listeners
-  std::map<uint64_t, zuvia::Listener> m_listeners;
-  uint64_t m_nextId = FIRST_LISTENER_ID;
-  std::vector<std::thread> m_emissions;
-  std::string m_answer;
+  std::mutex mutex_;  // guards the listeners
+  std::map<uint64_t, zuvia::Listener> listeners_;
+  uint64_t nextId_ = FIRST_LISTENER_ID;
+  std::vector<std::thread> emissions_;
+  std::string answer_;
 };
 
 void* Implementation::queryInterface(const char* const& iid) {
@@ -100,8 +100,8 @@ void* Implementation::queryInterface(const char* const& iid) {
 
 void Implementation::onUnload() {
   record.add("onUnload");
-  for (std::thread& emission : m_emissions) emission.join();
-  m_emissions.clear();
+  for (std::thread& emission : emissions_) emission.join();
+  emissions_.clear();
 }
 
 bool Implementation::monitorRelay1(void* first, void* second, void* third) {
@@ -118,8 +118,8 @@ const char* Implementation::sendCommand(const char* cmd, const char* data) {
   if (command != "record" && command != "forget") {
     record.add("sendCommand " + shown(cmd) + ' ' + shown(data));
   }
-  m_answer = obey(command, data == nullptr ? "" : data);
-  return m_answer.c_str();
+  answer_ = obey(command, data == nullptr ? "" : data);
+  return answer_.c_str();
 }
 
 std::string Implementation::obey(const std::string& command, const std::string& data) {
@@ -127,7 +127,7 @@ std::string Implementation::obey(const std::string& command, const std::string& 
   if (command == "record") return record.text();
   if (command == "forget") return record.clear(), "";
   if (command == "emit") return raiseText(data);
-  if (command == "emit-async") return m_emissions.emplace_back([this, data] { raiseText(data); }), "started";
+  if (command == "emit-async") return emissions_.emplace_back([this, data] { raiseText(data); }), "started";
   if (command == "emit-null") return raise(nullptr, nullptr);
   if (command == "throw") throw std::runtime_error("as it was told");
   return "answer to " + command;
@@ -142,8 +142,8 @@ std::string Implementation::raiseText(const std::string& text) {
 std::string Implementation::raise(const char* name, const char* data) {
   std::map<uint64_t, zuvia::Listener> listeners;
   {
-    const std::lock_guard lock(m_mutex);
-    listeners = m_listeners;
+    const std::lock_guard lock(mutex_);
+    listeners = listeners_;
   }
   try {
     for (const auto& [id, listener] : listeners) listener(name, data);
@@ -155,17 +155,17 @@ std::string Implementation::raise(const char* name, const char* data) {
 }
 
 uint64_t Implementation::addListener(const zuvia::Listener& listener) {
-  const std::lock_guard lock(m_mutex);
-  const uint64_t id = m_nextId++;
-  m_listeners[id] = listener;
+  const std::lock_guard lock(mutex_);
+  const uint64_t id = nextId_++;
+  listeners_[id] = listener;
   record.add("addListener " + std::to_string(id));
   return id;
 }
 
 bool Implementation::removeListener(uint64_t id) {
-  const std::lock_guard lock(m_mutex);
+  const std::lock_guard lock(mutex_);
   record.add("removeListener " + std::to_string(id));
-  return m_listeners.erase(id) > 0;
+  return listeners_.erase(id) > 0;
 }
 
 zuvia::IPluginEntryPoint* create() {

@@ -1,18 +1,18 @@
 #include "Record.h"
 
 void Record::add(const std::string& line) {
-  const std::lock_guard lock(m_mutex);
-  m_text += line + '\n';
+  const std::lock_guard lock(mutex_);
+  text_ += line + '\n';
 }
 
 void Record::clear() {
-  const std::lock_guard lock(m_mutex);
-  m_text.clear();
+  const std::lock_guard lock(mutex_);
+  text_.clear();
 }
 
 std::string Record::text() const {
-  const std::lock_guard lock(m_mutex);
-  return m_text;
+  const std::lock_guard lock(mutex_);
+  return text_;
 }
 
 std::string shown(const char* text) {

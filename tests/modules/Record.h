@@ -13,8 +13,8 @@ class Record {
   std::string text() const;
 
  private:
-  mutable std::mutex m_mutex;
-  std::string m_text;
+  mutable std::mutex mutex_;
+  std::string text_;
 };
 
 // A text as a record shows it; null differs from "".

@@ -56,64 +56,64 @@ Handle makeJob() {
 // Reads a pipe to its end on a thread of its own.
 class PipeReader {
  public:
-  explicit PipeReader(Handle pipe) : m_pipe(std::move(pipe)), m_thread([this] { run(); }) {}
+  explicit PipeReader(Handle pipe) : pipe_(std::move(pipe)), thread_([this] { run(); }) {}
 
   std::optional<std::string> takeLine(Clock::time_point deadline) {
-    std::unique_lock lock(m_mutex);
+    std::unique_lock lock(mutex_);
     std::size_t end = std::string::npos;
-    m_changed.wait_until(lock, deadline, [&] { return (end = m_text.find('\n')) != std::string::npos || m_ended; });
+    changed_.wait_until(lock, deadline, [&] { return (end = text_.find('\n')) != std::string::npos || ended_; });
     if (end == std::string::npos) return std::nullopt;
-    std::string line = m_text.substr(0, end);
-    m_text.erase(0, end + 1);
+    std::string line = text_.substr(0, end);
+    text_.erase(0, end + 1);
     if (line.ends_with('\r')) line.pop_back();
     return line;
   }
 
   std::string text() const {
-    const std::lock_guard lock(m_mutex);
-    return m_text;
+    const std::lock_guard lock(mutex_);
+    return text_;
   }
 
   // Returns when the other side has closed the pipe.
   void join() {
-    if (m_thread.joinable()) m_thread.join();
+    if (thread_.joinable()) thread_.join();
   }
 
  private:
   void run() {
     std::array<char, 4096> buffer{};
     DWORD got = 0;
-    while (ReadFile(m_pipe.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &got, nullptr) && got > 0) {
+    while (ReadFile(pipe_.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &got, nullptr) && got > 0) {
       add(std::string_view(buffer.data(), got));
     }
-    const std::lock_guard lock(m_mutex);
-    m_ended = true;
-    m_changed.notify_all();
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+    changed_.notify_all();
   }
 
   void add(std::string_view text) {
-    const std::lock_guard lock(m_mutex);
-    m_text += text;
-    m_changed.notify_all();
+    const std::lock_guard lock(mutex_);
+    text_ += text;
+    changed_.notify_all();
   }
 
-  Handle m_pipe;
-  mutable std::mutex m_mutex;
-  std::condition_variable m_changed;
-  std::string m_text;
-  bool m_ended = false;
-  std::thread m_thread;
+  Handle pipe_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::string text_;
+  bool ended_ = false;
+  std::thread thread_;
 };
 
 // The attribute list that says which handles are inherited.
 class InheritedHandles {
  public:
-  explicit InheritedHandles(std::array<HANDLE, 3> handles) : m_handles(handles) {
+  explicit InheritedHandles(std::array<HANDLE, 3> handles) : handles_(handles) {
     SIZE_T size = 0;
     InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
-    m_buffer.resize(size);
+    buffer_.resize(size);
     check(InitializeProcThreadAttributeList(list(), 1, 0, &size), "An attribute list");
-    check(UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, m_handles.data(), sizeof m_handles,
+    check(UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(), sizeof handles_,
                                     nullptr, nullptr),
           "The inherited handles");
   }
@@ -121,11 +121,11 @@ class InheritedHandles {
   InheritedHandles(const InheritedHandles&) = delete;
   InheritedHandles& operator=(const InheritedHandles&) = delete;
 
-  LPPROC_THREAD_ATTRIBUTE_LIST list() { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_buffer.data()); }
+  LPPROC_THREAD_ATTRIBUTE_LIST list() { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(buffer_.data()); }
 
  private:
-  std::array<HANDLE, 3> m_handles;
-  std::vector<char> m_buffer;
+  std::array<HANDLE, 3> handles_;
+  std::vector<char> buffer_;
 };
 
 Handle start(const std::wstring& program, std::wstring command, const std::array<HANDLE, 3>& streams, HANDLE job) {

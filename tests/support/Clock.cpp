@@ -12,8 +12,8 @@ std::int64_t trueTime() {
 }  // namespace
 
 Clock::Clock(HMODULE module)
-    : m_now(trueTime()), m_hook(module, "GetSystemTimeAsFileTime", [this](auto*, FILETIME* time) {
-        const auto now = static_cast<std::uint64_t>(m_now.load());
+    : now_(trueTime()), hook_(module, "GetSystemTimeAsFileTime", [this](auto*, FILETIME* time) {
+        const auto now = static_cast<std::uint64_t>(now_.load());
         *time = {static_cast<DWORD>(now), static_cast<DWORD>(now >> 32)};
       }) {}
 

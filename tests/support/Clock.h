@@ -21,18 +21,18 @@ class Clock {
   explicit Clock(HMODULE module);
 
   // Since 1601-01-01 00:00:00 UTC.
-  Ticks now() const { return Ticks(m_now.load()); }
-  void set(Ticks time) { m_now = time.count(); }
+  Ticks now() const { return Ticks(now_.load()); }
+  void set(Ticks time) { now_ = time.count(); }
 
   // May be negative: the clock is put back.
   template <typename Rep, typename Period>
   void advance(std::chrono::duration<Rep, Period> time) {
-    m_now += std::chrono::duration_cast<Ticks>(time).count();
+    now_ += std::chrono::duration_cast<Ticks>(time).count();
   }
 
  private:
-  std::atomic<std::int64_t> m_now;
-  ImportHook<decltype(GetSystemTimeAsFileTime)> m_hook;
+  std::atomic<std::int64_t> now_;
+  ImportHook<decltype(GetSystemTimeAsFileTime)> hook_;
 };
 
 }  // namespace zuvia::test

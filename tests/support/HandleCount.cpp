@@ -110,7 +110,7 @@ HandleCheck::~HandleCheck() {
   constexpr int kTries = 40;
   std::string growth;
   for (int tried = 0; tried < kTries; ++tried) {
-    growth = describeGrowth(m_before, countHandles());
+    growth = describeGrowth(before_, countHandles());
     if (growth.empty()) return;
     Sleep(50);
   }

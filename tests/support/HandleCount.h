@@ -22,14 +22,14 @@ std::string describeGrowth(const HandleCount& before, const HandleCount& after);
 // Much is opened once per process, at first use: do the tested thing once before.
 class HandleCheck {
  public:
-  HandleCheck() : m_before(countHandles()) {}
+  HandleCheck() : before_(countHandles()) {}
   ~HandleCheck();
 
   HandleCheck(const HandleCheck&) = delete;
   HandleCheck& operator=(const HandleCheck&) = delete;
 
  private:
-  HandleCount m_before;
+  HandleCount before_;
 };
 
 }  // namespace zuvia::test

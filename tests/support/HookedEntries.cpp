@@ -17,31 +17,31 @@ HMODULE addReference(HMODULE module) {
 }  // namespace
 
 HookedEntries::HookedEntries(HMODULE module, const std::string& function, const std::string& library)
-    : m_function(function), m_imports(findImports(module, function, library)) {
-  if (m_imports.empty()) throw std::runtime_error("The module does not import " + function);
-  m_original = *m_imports.front().entry;
-  m_module = addReference(module);
+    : function_(function), imports_(findImports(module, function, library)) {
+  if (imports_.empty()) throw std::runtime_error("The module does not import " + function);
+  original_ = *imports_.front().entry;
+  module_ = addReference(module);
 }
 
 HookedEntries::~HookedEntries() {
-  FreeLibrary(m_module);
+  FreeLibrary(module_);
 }
 
 void HookedEntries::replace(void* replacement) {
-  m_replacement = replacement;
-  for (const Import& import : m_imports) exchangeEntry(import.entry, replacement);
+  replacement_ = replacement;
+  for (const Import& import : imports_) exchangeEntry(import.entry, replacement);
 }
 
 bool HookedEntries::restore() {
   bool whole = true;
-  for (const Import& import : m_imports) {
-    if (*import.entry == m_replacement) {
-      exchangeEntry(import.entry, m_original);
+  for (const Import& import : imports_) {
+    if (*import.entry == replacement_) {
+      exchangeEntry(import.entry, original_);
     } else {
       whole = false;
     }
   }
-  if (!whole) ADD_FAILURE() << "The hooks of " << m_function << " did not end in the reverse order of their making";
+  if (!whole) ADD_FAILURE() << "The hooks of " << function_ << " did not end in the reverse order of their making";
   return whole;
 }
 

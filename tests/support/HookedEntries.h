@@ -21,7 +21,7 @@ class HookedEntries {
   HookedEntries& operator=(const HookedEntries&) = delete;
 
   // The function that the entries lead to, or led to before replace().
-  void* original() const { return m_original; }
+  void* original() const { return original_; }
 
   // Makes every entry lead to replacement. Once at most.
   void replace(void* replacement);
@@ -31,11 +31,11 @@ class HookedEntries {
   bool restore();
 
  private:
-  HMODULE m_module = nullptr;
-  std::string m_function;
-  std::vector<Import> m_imports;
-  void* m_original = nullptr;
-  void* m_replacement = nullptr;
+  HMODULE module_ = nullptr;
+  std::string function_;
+  std::vector<Import> imports_;
+  void* original_ = nullptr;
+  void* replacement_ = nullptr;
 };
 
 // Returns an export of a loaded library. Throws std::runtime_error when there is none of that name.

@@ -46,20 +46,20 @@ class ImportHook {
   // as the hook lives. library narrows it to the import from one library ("KERNEL32.dll"); empty: any.
   // Throws std::runtime_error when the module does not import the function.
   ImportHook(HMODULE module, const std::string& name, Replacement replacement, const std::string& library = {})
-      : m_entries(module, name, library),
-        m_thunk(reinterpret_cast<Function*>(m_entries.original()), std::move(replacement)) {
-    m_entries.replace(reinterpret_cast<void*>(m_thunk.function()));
+      : entries_(module, name, library),
+        thunk_(reinterpret_cast<Function*>(entries_.original()), std::move(replacement)) {
+    entries_.replace(reinterpret_cast<void*>(thunk_.function()));
   }
 
   // Restores the function and waits for calls that are inside the replacement. Hooks of one function end in
   // the reverse order of their making; another order fails the test.
   ~ImportHook() {
-    if (!m_entries.restore()) m_thunk.abandon();
+    if (!entries_.restore()) thunk_.abandon();
   }
 
  private:
-  HookedEntries m_entries;
-  Thunk<Function> m_thunk;
+  HookedEntries entries_;
+  Thunk<Function> thunk_;
 };
 
 // Replaces what a module finds when it looks a function up with GetProcAddress, by name, in whichever module.
@@ -71,16 +71,16 @@ class LookupHook {
 
   // library, name: where the original is, for passing calls on; both must exist.
   LookupHook(HMODULE module, const std::string& library, const std::string& name, Replacement replacement)
-      : m_thunk(reinterpret_cast<Function*>(findFunction(library, name)), std::move(replacement)),
-        m_lookup(module, "GetProcAddress", [this, name](auto* original, HMODULE where, const char* wanted) {
+      : thunk_(reinterpret_cast<Function*>(findFunction(library, name)), std::move(replacement)),
+        lookup_(module, "GetProcAddress", [this, name](auto* original, HMODULE where, const char* wanted) {
           const bool byName = reinterpret_cast<std::uintptr_t>(wanted) > 0xFFFF;
           if (!byName || name != wanted) return original(where, wanted);
-          return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(m_thunk.function()));
+          return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(thunk_.function()));
         }) {}
 
  private:
-  Thunk<Function> m_thunk;
-  ImportHook<decltype(GetProcAddress)> m_lookup;
+  Thunk<Function> thunk_;
+  ImportHook<decltype(GetProcAddress)> lookup_;
 };
 
 // What a function that is made to fail leaves behind.
@@ -107,34 +107,34 @@ class FailingImport<Result(Args...)> {
 
   // result: what a failing call returns. Throws as ImportHook does.
   FailingImport(HMODULE module, const std::string& name, Result result, Failure failure, Matcher matcher = {})
-      : m_result(result),
-        m_failure(failure),
-        m_matcher(std::move(matcher)),
-        m_hook(module, name, [this](auto* original, Args... args) { return call(original, args...); }) {}
+      : result_(result),
+        failure_(failure),
+        matcher_(std::move(matcher)),
+        hook_(module, name, [this](auto* original, Args... args) { return call(original, args...); }) {}
 
   // How many calls matched so far, failed or not.
-  std::size_t calls() const { return m_calls.load(); }
+  std::size_t calls() const { return calls_.load(); }
 
   // How many of them failed. A test that means something looks at it.
-  std::size_t failures() const { return m_failures.load(); }
+  std::size_t failures() const { return failures_.load(); }
 
  private:
   Result call(Result (*original)(Args...), Args... args) {
-    if (m_matcher && !m_matcher(args...)) return original(args...);
-    const std::size_t number = ++m_calls;
-    if (number < m_failure.fromCall || number - m_failure.fromCall >= m_failure.callCount) return original(args...);
-    ++m_failures;
-    if (m_failure.errnoValue != 0) errno = m_failure.errnoValue;
-    SetLastError(m_failure.lastError);
-    return m_result;
+    if (matcher_ && !matcher_(args...)) return original(args...);
+    const std::size_t number = ++calls_;
+    if (number < failure_.fromCall || number - failure_.fromCall >= failure_.callCount) return original(args...);
+    ++failures_;
+    if (failure_.errnoValue != 0) errno = failure_.errnoValue;
+    SetLastError(failure_.lastError);
+    return result_;
   }
 
-  Result m_result;
-  Failure m_failure;
-  Matcher m_matcher;
-  std::atomic<std::size_t> m_calls = 0;
-  std::atomic<std::size_t> m_failures = 0;
-  ImportHook<Result(Args...)> m_hook;
+  Result result_;
+  Failure failure_;
+  Matcher matcher_;
+  std::atomic<std::size_t> calls_ = 0;
+  std::atomic<std::size_t> failures_ = 0;
+  ImportHook<Result(Args...)> hook_;
 };
 
 template <typename Function, typename Record>
@@ -152,27 +152,27 @@ class RecordedImport<Result(Args...), Record> {
 
   // Throws as ImportHook does.
   RecordedImport(HMODULE module, const std::string& name, Recorder recorder)
-      : m_recorder(std::move(recorder)), m_hook(module, name, [this](auto* original, Args... args) {
-          add(m_recorder(args...));
+      : recorder_(std::move(recorder)), hook_(module, name, [this](auto* original, Args... args) {
+          add(recorder_(args...));
           return original(args...);
         }) {}
 
   // The records so far, in the order of the calls.
   std::vector<Record> records() const {
-    const std::lock_guard lock(m_mutex);
-    return m_records;
+    const std::lock_guard lock(mutex_);
+    return records_;
   }
 
  private:
   void add(Record record) {
-    const std::lock_guard lock(m_mutex);
-    m_records.push_back(std::move(record));
+    const std::lock_guard lock(mutex_);
+    records_.push_back(std::move(record));
   }
 
-  Recorder m_recorder;
-  mutable std::mutex m_mutex;
-  std::vector<Record> m_records;
-  ImportHook<Result(Args...)> m_hook;
+  Recorder recorder_;
+  mutable std::mutex mutex_;
+  std::vector<Record> records_;
+  ImportHook<Result(Args...)> hook_;
 };
 
 }  // namespace zuvia::test

@@ -44,16 +44,16 @@ bool hasImplementation(const std::wstring& directory) {
 
 }  // namespace
 
-InstallTree::InstallTree(const std::wstring& name) : m_base(uniqueDirectory(name)) {
+InstallTree::InstallTree(const std::wstring& name) : base_(uniqueDirectory(name)) {
   makeDirectories(root());
   makeDirectories(appPath());
 }
 
 InstallTree::~InstallTree() {
   try {
-    removeTree(m_base);
+    removeTree(base_);
   } catch (const std::system_error& error) {
-    if (error.code().value() == ERROR_ACCESS_DENIED && !hasImplementation(m_base) && removeThroughLinux(m_base)) return;
+    if (error.code().value() == ERROR_ACCESS_DENIED && !hasImplementation(base_) && removeThroughLinux(base_)) return;
     ADD_FAILURE() << error.what();
   }
 }

@@ -28,9 +28,9 @@ class InstallTree {
   InstallTree(const InstallTree&) = delete;
   InstallTree& operator=(const InstallTree&) = delete;
 
-  const std::wstring& base() const { return m_base; }
-  std::wstring root() const { return joinPath(m_base, L"root"); }
-  std::wstring appPath() const { return joinPath(m_base, L"app"); }
+  const std::wstring& base() const { return base_; }
+  std::wstring root() const { return joinPath(base_, L"root"); }
+  std::wstring appPath() const { return joinPath(base_, L"app"); }
 
   // Where the plugin lies once it is installed.
   std::wstring pluginPath() const;
@@ -47,10 +47,10 @@ class InstallTree {
 
   // What is in the root, and in everything including the application path.
   TreeListing list() const { return listTree(root()); }
-  TreeListing listAll() const { return listTree(m_base); }
+  TreeListing listAll() const { return listTree(base_); }
 
  private:
-  std::wstring m_base;
+  std::wstring base_;
 };
 
 // The plugin that the build made.

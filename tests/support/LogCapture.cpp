@@ -24,14 +24,14 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<LogLine> LogCapture::lines() const {
-  const std::lock_guard lock(m_mutex);
-  return m_lines;
+  const std::lock_guard lock(mutex_);
+  return lines_;
 }
 
 std::vector<WideText> LogCapture::messages() const {
-  const std::lock_guard lock(m_mutex);
+  const std::lock_guard lock(mutex_);
   std::vector<WideText> messages;
-  for (const LogLine& line : m_lines) messages.push_back(line.message);
+  for (const LogLine& line : lines_) messages.push_back(line.message);
   return messages;
 }
 
@@ -44,8 +44,8 @@ bool LogCapture::waitForStart(const std::wstring& start, unsigned milliseconds) 
 }
 
 void LogCapture::clear() {
-  const std::lock_guard lock(m_mutex);
-  m_lines.clear();
+  const std::lock_guard lock(mutex_);
+  lines_.clear();
 }
 
 void LogCapture::receive(void* context, std::uint16_t level, const char* className, const char* sourceFile,
@@ -53,18 +53,18 @@ void LogCapture::receive(void* context, std::uint16_t level, const char* classNa
   // The logger promises its callers to leave their last error alone only as far as its sink does.
   const DWORD lastError = GetLastError();
   auto& self = *static_cast<LogCapture*>(context);
-  const std::lock_guard lock(self.m_mutex);
-  self.m_lines.push_back(
+  const std::lock_guard lock(self.mutex_);
+  self.lines_.push_back(
       {level, className, sourceFile, line, functionName, std::wstring(message), moduleName, GetCurrentThreadId()});
-  self.m_arrived.notify_all();
+  self.arrived_.notify_all();
   SetLastError(lastError);
 }
 
 template <typename Predicate>
 bool LogCapture::waitUntil(unsigned milliseconds, Predicate matches) const {
-  std::unique_lock lock(m_mutex);
-  return m_arrived.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] {
-    return std::any_of(m_lines.begin(), m_lines.end(), [&](const LogLine& line) { return matches(line.message); });
+  std::unique_lock lock(mutex_);
+  return arrived_.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] {
+    return std::any_of(lines_.begin(), lines_.end(), [&](const LogLine& line) { return matches(line.message); });
   });
 }
 

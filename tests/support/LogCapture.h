@@ -59,9 +59,9 @@ class LogCapture {
   template <typename Predicate>
   bool waitUntil(unsigned milliseconds, Predicate matches) const;
 
-  mutable std::mutex m_mutex;
-  mutable std::condition_variable m_arrived;
-  std::vector<LogLine> m_lines;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable arrived_;
+  std::vector<LogLine> lines_;
 };
 
 }  // namespace zuvia::test

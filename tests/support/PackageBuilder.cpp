@@ -36,12 +36,12 @@ la_ssize_t append(archive*, void* data, const void* buffer, std::size_t size) {
 }  // namespace
 
 PackageBuilder& PackageBuilder::add(const std::wstring& name, std::string content) {
-  m_entries.push_back({name, std::move(content), false});
+  entries_.push_back({name, std::move(content), false});
   return *this;
 }
 
 PackageBuilder& PackageBuilder::addDirectory(const std::wstring& name) {
-  m_entries.push_back({name, {}, true});
+  entries_.push_back({name, {}, true});
   return *this;
 }
 
@@ -49,10 +49,10 @@ std::string PackageBuilder::build() const {
   std::string package;
   const Writer writer(archive_write_new(), &archive_write_free);
   check(writer.get(), archive_write_set_format_7zip(writer.get()));
-  check(writer.get(), archive_write_set_format_option(writer.get(), "7zip", "compression", m_method.c_str()));
+  check(writer.get(), archive_write_set_format_option(writer.get(), "7zip", "compression", method_.c_str()));
   check(writer.get(), archive_write_set_bytes_in_last_block(writer.get(), 1));  // nothing after the archive
   check(writer.get(), archive_write_open(writer.get(), &package, nullptr, &append, nullptr));
-  for (const Entry& entry : m_entries) {
+  for (const Entry& entry : entries_) {
     const EntryPtr header = makeEntry(entry.name, entry.content.size(), entry.directory);
     check(writer.get(), archive_write_header(writer.get(), header.get()));
     const la_ssize_t written = archive_write_data(writer.get(), entry.content.data(), entry.content.size());

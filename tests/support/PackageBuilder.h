@@ -10,7 +10,7 @@ namespace zuvia::test {
 class PackageBuilder {
  public:
   // method: "copy", "lzma1", "lzma2", "ppmd", "bzip2" or "deflate".
-  explicit PackageBuilder(std::string method = "lzma2") : m_method(std::move(method)) {}
+  explicit PackageBuilder(std::string method = "lzma2") : method_(std::move(method)) {}
 
   // name: as it is to stand in the archive, legal or not; separators too.
   PackageBuilder& add(const std::wstring& name, std::string content);
@@ -26,8 +26,8 @@ class PackageBuilder {
     bool directory = false;
   };
 
-  std::string m_method;
-  std::vector<Entry> m_entries;
+  std::string method_;
+  std::vector<Entry> entries_;
 };
 
 }  // namespace zuvia::test

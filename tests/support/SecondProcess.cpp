@@ -14,7 +14,7 @@ constexpr std::array<std::string_view, 4> kStateNames = {"free", "abandoned", "t
 
 }  // namespace
 
-SecondProcess::SecondProcess() : m_process(joinPath(programDirectory(), L"zuvia_test_second.exe")) {
+SecondProcess::SecondProcess() : process_(joinPath(programDirectory(), L"zuvia_test_second.exe")) {
   ask("hello");
 }
 
@@ -43,17 +43,17 @@ MutexState SecondProcess::tryMutex(const std::wstring& name) {
 }
 
 void SecondProcess::die() {
-  m_process.terminate();
+  process_.terminate();
 }
 
 void SecondProcess::exit() {
-  m_process.closeInput();
-  if (!m_process.waitForExit()) throw std::runtime_error("The second process does not end");
+  process_.closeInput();
+  if (!process_.waitForExit()) throw std::runtime_error("The second process does not end");
 }
 
 std::string SecondProcess::ask(const std::string& command, unsigned milliseconds) {
-  m_process.writeLine(command);
-  const std::string answer = m_process.readLine(milliseconds).value_or("no answer");
+  process_.writeLine(command);
+  const std::string answer = process_.readLine(milliseconds).value_or("no answer");
   if (!answer.starts_with("ok")) throw std::runtime_error("Second process: " + command + ": " + answer);
   return answer.size() > 3 ? answer.substr(3) : std::string();
 }

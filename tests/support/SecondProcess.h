@@ -50,14 +50,14 @@ class SecondProcess {
   // Exits in order; its mutexes are abandoned, too, when they are held. Returns when it has ended.
   void exit();
 
-  ChildProcess& process() { return m_process; }
+  ChildProcess& process() { return process_; }
 
  private:
   // Sends a command, and returns what follows "ok" in the answer.
   std::string ask(const std::string& command, unsigned milliseconds = 10000);
   MutexState askMutex(const std::string& command, unsigned milliseconds);
 
-  ChildProcess m_process;
+  ChildProcess process_;
 };
 
 // For messages of tests.

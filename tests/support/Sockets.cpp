@@ -31,13 +31,13 @@ SocketLibrary::~SocketLibrary() {
 Socket& Socket::operator=(Socket&& other) noexcept {
   if (this != &other) {
     reset();
-    m_handle = std::exchange(other.m_handle, INVALID_SOCKET);
+    handle_ = std::exchange(other.handle_, INVALID_SOCKET);
   }
   return *this;
 }
 
 void Socket::reset() {
-  if (valid()) closesocket(std::exchange(m_handle, INVALID_SOCKET));
+  if (valid()) closesocket(std::exchange(handle_, INVALID_SOCKET));
 }
 
 Socket listenOnLoopback() {
@@ -70,9 +70,9 @@ bool waitUntilReady(const Socket& socket, Readiness wanted, const std::stop_toke
   return false;
 }
 
-Connection::Connection(Socket socket, std::stop_token stop) : m_socket(std::move(socket)), m_stop(std::move(stop)) {
+Connection::Connection(Socket socket, std::stop_token stop) : socket_(std::move(socket)), stop_(std::move(stop)) {
   u_long nonBlocking = 1;
-  ioctlsocket(m_socket.get(), static_cast<long>(FIONBIO), &nonBlocking);
+  ioctlsocket(socket_.get(), static_cast<long>(FIONBIO), &nonBlocking);
 }
 
 Connection::~Connection() = default;
@@ -84,15 +84,15 @@ void Connection::FreeTls::operator()(ssl_st* tls) const {
 bool Connection::beginsWithTls() {
   constexpr char kHandshake = 0x16;
   char first = 0;
-  return waitUntilReady(m_socket, Readiness::Readable, m_stop) && recv(m_socket.get(), &first, 1, MSG_PEEK) == 1 &&
+  return waitUntilReady(socket_, Readiness::Readable, stop_) && recv(socket_.get(), &first, 1, MSG_PEEK) == 1 &&
          first == kHandshake;
 }
 
 bool Connection::startTls(ssl_ctx_st* context) {
-  m_tls.reset(SSL_new(context));
-  SSL_set_fd(m_tls.get(), static_cast<int>(m_socket.get()));
+  tls_.reset(SSL_new(context));
+  SSL_set_fd(tls_.get(), static_cast<int>(socket_.get()));
   for (;;) {
-    const int result = SSL_accept(m_tls.get());
+    const int result = SSL_accept(tls_.get());
     if (result == 1) return true;
     if (!waitForTls(result)) return false;
   }
@@ -102,15 +102,15 @@ bool Connection::receive(std::string& text) {
   std::array<char, 16384> buffer{};
   const auto size = static_cast<int>(buffer.size());
   for (;;) {
-    const int got = m_tls ? SSL_read(m_tls.get(), buffer.data(), size) : recv(m_socket.get(), buffer.data(), size, 0);
+    const int got = tls_ ? SSL_read(tls_.get(), buffer.data(), size) : recv(socket_.get(), buffer.data(), size, 0);
     if (got > 0) {
       text.append(buffer.data(), static_cast<std::size_t>(got));
       return true;
     }
-    if (m_tls) {
+    if (tls_) {
       if (!waitForTls(got)) return false;
     } else if (got == 0 || WSAGetLastError() != WSAEWOULDBLOCK ||
-               !waitUntilReady(m_socket, Readiness::Readable, m_stop)) {
+               !waitUntilReady(socket_, Readiness::Readable, stop_)) {
       return false;
     }
   }
@@ -119,12 +119,12 @@ bool Connection::receive(std::string& text) {
 bool Connection::send(std::string_view data) {
   while (!data.empty()) {
     const auto size = static_cast<int>(data.size());
-    const int sent = m_tls ? SSL_write(m_tls.get(), data.data(), size) : ::send(m_socket.get(), data.data(), size, 0);
+    const int sent = tls_ ? SSL_write(tls_.get(), data.data(), size) : ::send(socket_.get(), data.data(), size, 0);
     if (sent > 0) {
       data.remove_prefix(static_cast<std::size_t>(sent));
-    } else if (m_tls) {
+    } else if (tls_) {
       if (!waitForTls(sent)) return false;
-    } else if (WSAGetLastError() != WSAEWOULDBLOCK || !waitUntilReady(m_socket, Readiness::Writable, m_stop)) {
+    } else if (WSAGetLastError() != WSAEWOULDBLOCK || !waitUntilReady(socket_, Readiness::Writable, stop_)) {
       return false;
     }
   }
@@ -132,8 +132,8 @@ bool Connection::send(std::string_view data) {
 }
 
 void Connection::closePolitely() {
-  if (m_tls) SSL_shutdown(m_tls.get());
-  shutdown(m_socket.get(), SD_SEND);
+  if (tls_) SSL_shutdown(tls_.get());
+  shutdown(socket_.get(), SD_SEND);
   // Closing with unread bytes would reset the connection and take what was sent away from the client.
   waitForClientToLeave();
 }
@@ -144,10 +144,10 @@ void Connection::waitForClientToLeave() {
 }
 
 bool Connection::waitForTls(int result) {
-  const int error = SSL_get_error(m_tls.get(), result);
+  const int error = SSL_get_error(tls_.get(), result);
   ERR_clear_error();
-  if (error == SSL_ERROR_WANT_READ) return waitUntilReady(m_socket, Readiness::Readable, m_stop);
-  if (error == SSL_ERROR_WANT_WRITE) return waitUntilReady(m_socket, Readiness::Writable, m_stop);
+  if (error == SSL_ERROR_WANT_READ) return waitUntilReady(socket_, Readiness::Readable, stop_);
+  if (error == SSL_ERROR_WANT_WRITE) return waitUntilReady(socket_, Readiness::Writable, stop_);
   return false;
 }
 

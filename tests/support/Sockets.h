@@ -25,16 +25,16 @@ class SocketLibrary {
 // An owned socket; INVALID_SOCKET when empty.
 class Socket {
  public:
-  explicit Socket(SOCKET handle = INVALID_SOCKET) : m_handle(handle) {}
+  explicit Socket(SOCKET handle = INVALID_SOCKET) : handle_(handle) {}
   ~Socket() { reset(); }
-  Socket(Socket&& other) noexcept : m_handle(other.m_handle) { other.m_handle = INVALID_SOCKET; }
+  Socket(Socket&& other) noexcept : handle_(other.handle_) { other.handle_ = INVALID_SOCKET; }
   Socket& operator=(Socket&& other) noexcept;
-  SOCKET get() const { return m_handle; }
-  bool valid() const { return m_handle != INVALID_SOCKET; }
+  SOCKET get() const { return handle_; }
+  bool valid() const { return handle_ != INVALID_SOCKET; }
   void reset();
 
  private:
-  SOCKET m_handle;
+  SOCKET handle_;
 };
 
 // Listens on 127.0.0.1 at a free port. Throws std::runtime_error.
@@ -60,7 +60,7 @@ class Connection {
 
   // Makes the TLS handshake. Returns whether it succeeded.
   bool startTls(ssl_ctx_st* context);
-  bool isTls() const { return m_tls != nullptr; }
+  bool isTls() const { return tls_ != nullptr; }
 
   // Appends what has come to text, waiting for at least one byte. Returns false at the end.
   bool receive(std::string& text);
@@ -82,9 +82,9 @@ class Connection {
   // Waits for what OpenSSL asked for after a call that returned result. False: the connection is over.
   bool waitForTls(int result);
 
-  Socket m_socket;
-  std::stop_token m_stop;
-  std::unique_ptr<ssl_st, FreeTls> m_tls;
+  Socket socket_;
+  std::stop_token stop_;
+  std::unique_ptr<ssl_st, FreeTls> tls_;
 };
 
 }  // namespace zuvia::test

@@ -89,10 +89,10 @@ bool receiveRequest(Connection& connection, Request& request) {
 
 Answer Answer::respond(int status, std::string body, Headers headers) {
   Answer answer;
-  answer.m_status = status;
-  answer.m_size = body.size();
-  answer.m_body = std::move(body);
-  answer.m_headers = std::move(headers);
+  answer.status_ = status;
+  answer.size_ = body.size();
+  answer.body_ = std::move(body);
+  answer.headers_ = std::move(headers);
   return answer;
 }
 
@@ -102,51 +102,51 @@ Answer Answer::redirect(int status, const std::string& location) {
 
 Answer Answer::oversize(std::uint64_t bodySize) {
   Answer answer;
-  answer.m_size = bodySize;
+  answer.size_ = bodySize;
   return answer;
 }
 
 Answer&& Answer::declareLength(std::uint64_t length) && {
-  m_length = Length::Declared;
-  m_declared = length;
+  length_ = Length::Declared;
+  declared_ = length;
   return std::move(*this);
 }
 
 Answer&& Answer::withoutLength() && {
-  m_length = Length::None;
+  length_ = Length::None;
   return std::move(*this);
 }
 
 Answer&& Answer::chunked() && {
-  m_length = Length::Chunked;
+  length_ = Length::Chunked;
   return std::move(*this);
 }
 
 Answer&& Answer::stallAfter(std::uint64_t bytes) && {
-  m_end = End::Stall;
-  m_endAfter = bytes;
+  end_ = End::Stall;
+  endAfter_ = bytes;
   return std::move(*this);
 }
 
 Answer&& Answer::stallBeforeHeaders() && {
-  m_silent = true;
+  silent_ = true;
   return std::move(*this);
 }
 
 Answer&& Answer::cutAfter(std::uint64_t bytes) && {
-  m_end = End::Cut;
-  m_endAfter = bytes;
+  end_ = End::Cut;
+  endAfter_ = bytes;
   return std::move(*this);
 }
 
 Answer&& Answer::closeAfter(std::uint64_t bytes) && {
-  m_end = End::Close;
-  m_endAfter = bytes;
+  end_ = End::Close;
+  endAfter_ = bytes;
   return std::move(*this);
 }
 
 Answer&& Answer::drip(unsigned bytesPerSecond) && {
-  m_bytesPerSecond = bytesPerSecond;
+  bytesPerSecond_ = bytesPerSecond;
   return std::move(*this);
 }
 
@@ -161,28 +161,28 @@ std::optional<std::string> Request::header(const std::string& name) const {
 class Responder {
  public:
   Responder(const Answer& answer, Connection& connection, std::stop_token stop)
-      : m_answer(answer), m_connection(connection), m_stop(std::move(stop)) {}
+      : answer_(answer), connection_(connection), stop_(std::move(stop)) {}
 
   void run() {
-    if (m_answer.m_silent) return m_connection.waitForClientToLeave();
-    if (m_connection.send(head()) && sendBody()) end();
+    if (answer_.silent_) return connection_.waitForClientToLeave();
+    if (connection_.send(head()) && sendBody()) end();
   }
 
  private:
   static constexpr std::uint64_t kPieceSize = 65536;
 
   std::string head() const {
-    std::string text = "HTTP/1.1 " + std::to_string(m_answer.m_status) + " Test\r\n";
-    for (const auto& [name, value] : m_answer.m_headers) text += name + ": " + value + "\r\n";
+    std::string text = "HTTP/1.1 " + std::to_string(answer_.status_) + " Test\r\n";
+    for (const auto& [name, value] : answer_.headers_) text += name + ": " + value + "\r\n";
     return text + length() + "Connection: close\r\n\r\n";
   }
 
   std::string length() const {
-    switch (m_answer.m_length) {
+    switch (answer_.length_) {
       case Answer::Length::True:
-        return "Content-Length: " + std::to_string(m_answer.m_size) + "\r\n";
+        return "Content-Length: " + std::to_string(answer_.size_) + "\r\n";
       case Answer::Length::Declared:
-        return "Content-Length: " + std::to_string(m_answer.m_declared) + "\r\n";
+        return "Content-Length: " + std::to_string(answer_.declared_) + "\r\n";
       case Answer::Length::Chunked:
         return "Transfer-Encoding: chunked\r\n";
       case Answer::Length::None:
@@ -192,62 +192,62 @@ class Responder {
   }
 
   bool sendBody() {
-    const bool whole = m_answer.m_end == Answer::End::Whole;
-    const std::uint64_t end = whole ? m_answer.m_size : std::min(m_answer.m_endAfter, m_answer.m_size);
+    const bool whole = answer_.end_ == Answer::End::Whole;
+    const std::uint64_t end = whole ? answer_.size_ : std::min(answer_.endAfter_, answer_.size_);
     for (std::uint64_t sent = 0; sent < end;) {
       const std::string next = piece(sent, std::min(end - sent, pieceSize()));
       if (!sendPiece(next)) return false;
       sent += next.size();
       if (!pause(next.size())) return false;
     }
-    const bool lastChunk = whole && m_answer.m_length == Answer::Length::Chunked;
-    return !lastChunk || m_connection.send("0\r\n\r\n");
+    const bool lastChunk = whole && answer_.length_ == Answer::Length::Chunked;
+    return !lastChunk || connection_.send("0\r\n\r\n");
   }
 
   std::uint64_t pieceSize() const {
-    const std::uint64_t tenth = std::max(m_answer.m_bytesPerSecond / 10, 1u);
-    return m_answer.m_bytesPerSecond == 0 ? kPieceSize : tenth;
+    const std::uint64_t tenth = std::max(answer_.bytesPerSecond_ / 10, 1u);
+    return answer_.bytesPerSecond_ == 0 ? kPieceSize : tenth;
   }
 
   std::string piece(std::uint64_t offset, std::uint64_t size) const {
-    const std::string& body = m_answer.m_body;
+    const std::string& body = answer_.body_;
     std::string text = offset < body.size() ? body.substr(offset, size) : std::string();
     text.resize(size, '\0');
     return text;
   }
 
   bool sendPiece(const std::string& text) {
-    if (m_answer.m_length != Answer::Length::Chunked) return m_connection.send(text);
+    if (answer_.length_ != Answer::Length::Chunked) return connection_.send(text);
     std::string size(16, '\0');
     size.resize(static_cast<std::size_t>(snprintf(size.data(), size.size(), "%zx\r\n", text.size())));
-    return m_connection.send(size + text + "\r\n");
+    return connection_.send(size + text + "\r\n");
   }
 
   // Waits as long as the speed demands. Returns false when the server stops.
   bool pause(std::size_t bytes) {
-    if (m_answer.m_bytesPerSecond == 0) return true;
-    const std::chrono::duration<double> time(static_cast<double>(bytes) / m_answer.m_bytesPerSecond);
+    if (answer_.bytesPerSecond_ == 0) return true;
+    const std::chrono::duration<double> time(static_cast<double>(bytes) / answer_.bytesPerSecond_);
     std::mutex mutex;
     std::unique_lock lock(mutex);
-    std::condition_variable_any().wait_for(lock, m_stop, time, [] { return false; });
-    return !m_stop.stop_requested();
+    std::condition_variable_any().wait_for(lock, stop_, time, [] { return false; });
+    return !stop_.stop_requested();
   }
 
   void end() {
-    switch (m_answer.m_end) {
+    switch (answer_.end_) {
       case Answer::End::Stall:
-        return m_connection.waitForClientToLeave();
+        return connection_.waitForClientToLeave();
       case Answer::End::Cut:
         return;
       case Answer::End::Whole:
       case Answer::End::Close:
-        return m_connection.closePolitely();
+        return connection_.closePolitely();
     }
   }
 
-  const Answer& m_answer;
-  Connection& m_connection;
-  std::stop_token m_stop;
+  const Answer& answer_;
+  Connection& connection_;
+  std::stop_token stop_;
 };
 
 struct TestServer::Private {

@@ -63,16 +63,16 @@ class Answer {
   enum class Length { True, Declared, None, Chunked };
   enum class End { Whole, Stall, Cut, Close };
 
-  int m_status = 200;
-  Headers m_headers;
-  std::string m_body;
-  std::uint64_t m_size = 0;  // of the body; beyond m_body it is zero bytes
-  Length m_length = Length::True;
-  std::uint64_t m_declared = 0;
-  End m_end = End::Whole;
-  std::uint64_t m_endAfter = 0;
-  bool m_silent = false;
-  unsigned m_bytesPerSecond = 0;  // 0: as fast as it goes
+  int status_ = 200;
+  Headers headers_;
+  std::string body_;
+  std::uint64_t size_ = 0;  // of the body; beyond body_ it is zero bytes
+  Length length_ = Length::True;
+  std::uint64_t declared_ = 0;
+  End end_ = End::Whole;
+  std::uint64_t endAfter_ = 0;
+  bool silent_ = false;
+  unsigned bytesPerSecond_ = 0;  // 0: as fast as it goes
 };
 
 // A request as it came.

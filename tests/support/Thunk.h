@@ -31,7 +31,7 @@ class Thunk<Result(Args...)> {
   static constexpr std::size_t kMostAtOnce = 32;
 
   // Throws std::runtime_error when kMostAtOnce thunks of this signature live already.
-  Thunk(Function* original, Callable callable) : m_index(take()) {
+  Thunk(Function* original, Callable callable) : index_(take()) {
     slot().original.store(original);
     slot().state.store(std::make_shared<State>(std::move(callable)));
   }
@@ -42,7 +42,7 @@ class Thunk<Result(Args...)> {
     const std::shared_ptr<State> state = slot().state.exchange(nullptr);
     for (DWORD waited = 0; state.use_count() > 1 && waited < kLongestCall; ++waited) Sleep(1);
     if (state.use_count() > 1) ADD_FAILURE() << "A hook ended while a call was inside it";
-    if (!m_abandoned) slot().taken.store(false);
+    if (!abandoned_) slot().taken.store(false);
   }
 
   Thunk(const Thunk&) = delete;
@@ -50,10 +50,10 @@ class Thunk<Result(Args...)> {
 
   // The function pointer. It outlives the object, and then leads to the original, until another thunk takes
   // its place: nothing may keep it, or abandon() must be called.
-  Function* function() const { return kEntries[m_index]; }
+  Function* function() const { return kEntries[index_]; }
 
   // Never gives the function body to another thunk.
-  void abandon() { m_abandoned = true; }
+  void abandon() { abandoned_ = true; }
 
  private:
   static constexpr DWORD kLongestCall = 10000;  // milliseconds
@@ -99,13 +99,13 @@ class Thunk<Result(Args...)> {
     throw std::runtime_error("Too many hooks of functions of one signature");
   }
 
-  Slot& slot() const { return slots()[m_index]; }
+  Slot& slot() const { return slots()[index_]; }
 
   static inline const std::array<Function*, kMostAtOnce> kEntries =
       makeEntries(std::make_index_sequence<kMostAtOnce>());
 
-  std::size_t m_index;
-  bool m_abandoned = false;
+  std::size_t index_;
+  bool abandoned_ = false;
 };
 
 }  // namespace zuvia::test

@@ -8,12 +8,12 @@
 
 namespace zuvia::test {
 
-TrustedRoot::TrustedRoot(std::string certificatePem) : m_certificatePem(std::move(certificatePem)) {
-  if (!tls::addToUserRoots(m_certificatePem)) throw std::runtime_error("The test root cannot be added");
+TrustedRoot::TrustedRoot(std::string certificatePem) : certificatePem_(std::move(certificatePem)) {
+  if (!tls::addToUserRoots(certificatePem_)) throw std::runtime_error("The test root cannot be added");
 }
 
 TrustedRoot::~TrustedRoot() {
-  if (!tls::removeFromUserRoots(m_certificatePem)) ADD_FAILURE() << "The test root cannot be taken out";
+  if (!tls::removeFromUserRoots(certificatePem_)) ADD_FAILURE() << "The test root cannot be taken out";
 }
 
 }  // namespace zuvia::test

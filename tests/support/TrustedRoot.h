@@ -18,7 +18,7 @@ class TrustedRoot {
   TrustedRoot& operator=(const TrustedRoot&) = delete;
 
  private:
-  std::string m_certificatePem;
+  std::string certificatePem_;
 };
 
 }  // namespace zuvia::test

@@ -17,22 +17,22 @@ class Watchdog : public testing::EmptyTestEventListener {
   static constexpr int kDefaultSeconds = 110;
   static constexpr int kExitStatus = 3;
 
-  Watchdog() : m_thread([this] { watch(); }) {}
+  Watchdog() : thread_([this] { watch(); }) {}
 
   ~Watchdog() override {
-    change([this] { m_ended = true; });
-    m_thread.join();
+    change([this] { ended_ = true; });
+    thread_.join();
   }
 
   void OnTestStart(const testing::TestInfo& test) override {
     change([&] {
-      m_test = std::string(test.test_suite_name()) + '.' + test.name();
-      ++m_number;
+      test_ = std::string(test.test_suite_name()) + '.' + test.name();
+      ++number_;
     });
   }
 
   void OnTestEnd(const testing::TestInfo&) override {
-    change([this] { m_test.clear(); });
+    change([this] { test_.clear(); });
   }
 
  private:
@@ -44,38 +44,38 @@ class Watchdog : public testing::EmptyTestEventListener {
 
   template <typename Change>
   void change(Change apply) {
-    const std::lock_guard lock(m_mutex);
+    const std::lock_guard lock(mutex_);
     apply();
-    m_changed.notify_all();
+    changed_.notify_all();
   }
 
   void watch() {
-    std::unique_lock lock(m_mutex);
-    while (!m_ended) {
-      const int number = m_number;
-      const bool running = !m_test.empty();
-      const auto other = [&] { return m_ended || m_number != number || m_test.empty() == running; };
+    std::unique_lock lock(mutex_);
+    while (!ended_) {
+      const int number = number_;
+      const bool running = !test_.empty();
+      const auto other = [&] { return ended_ || number_ != number || test_.empty() == running; };
       if (!running) {
-        m_changed.wait(lock, other);
-      } else if (!m_changed.wait_for(lock, limit(), other)) {
+        changed_.wait(lock, other);
+      } else if (!changed_.wait_for(lock, limit(), other)) {
         giveUp();
       }
     }
   }
 
   [[noreturn]] void giveUp() const {
-    std::printf("zuvia-test: %s hangs: it took more than %d seconds\n", m_test.c_str(),
+    std::printf("zuvia-test: %s hangs: it took more than %d seconds\n", test_.c_str(),
                 static_cast<int>(limit().count()));
     std::fflush(stdout);
     std::_Exit(kExitStatus);
   }
 
-  std::mutex m_mutex;  // guards what follows, except the thread
-  std::condition_variable m_changed;
-  std::string m_test;  // the one that runs, "" between two
-  int m_number = 0;
-  bool m_ended = false;
-  std::thread m_thread;
+  std::mutex mutex_;  // guards what follows, except the thread
+  std::condition_variable changed_;
+  std::string test_;  // the one that runs, "" between two
+  int number_ = 0;
+  bool ended_ = false;
+  std::thread thread_;
 };
 
 }  // namespace

@@ -77,20 +77,20 @@ class Second {
     HANDLE file =
         CreateFileW(rest(arguments).c_str(), GENERIC_READ, kShares[share], nullptr, OPEN_EXISTING, 0, nullptr);
     if (file == INVALID_HANDLE_VALUE) failed();
-    m_files.emplace_back(file);
+    files_.emplace_back(file);
     return {};
   }
 
   std::string holdModule(std::istringstream& arguments) {
     HMODULE module = LoadLibraryExW(rest(arguments).c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES);
     if (module == nullptr) failed();
-    m_modules.emplace_back(module);
+    modules_.emplace_back(module);
     return {};
   }
 
   std::string releaseFiles() {
-    m_files.clear();
-    m_modules.clear();
+    files_.clear();
+    modules_.clear();
     return {};
   }
 
@@ -101,15 +101,15 @@ class Second {
     Handle mutex(CreateMutexW(nullptr, FALSE, name.c_str()));
     if (!mutex) failed();
     const std::string state = nameOfWait(WaitForSingleObject(mutex.get(), milliseconds));
-    if (state != "taken") m_mutexes[name] = std::move(mutex);
+    if (state != "taken") mutexes_[name] = std::move(mutex);
     return state;
   }
 
   std::string unlock(std::istringstream& arguments) {
-    const auto found = m_mutexes.find(rest(arguments));
-    if (found == m_mutexes.end()) throw std::invalid_argument("not held");
+    const auto found = mutexes_.find(rest(arguments));
+    if (found == mutexes_.end()) throw std::invalid_argument("not held");
     if (!ReleaseMutex(found->second.get())) failed();
-    m_mutexes.erase(found);
+    mutexes_.erase(found);
     return {};
   }
 
@@ -122,9 +122,9 @@ class Second {
     return state;
   }
 
-  std::vector<Handle> m_files;
-  std::vector<Module> m_modules;
-  std::map<std::wstring, Handle> m_mutexes;
+  std::vector<Handle> files_;
+  std::vector<Module> modules_;
+  std::map<std::wstring, Handle> mutexes_;
 };
 
 std::string answer(Second& second, const std::string& line) {

@@ -1,11 +1,11 @@
 // Where the root is, which modules are found below it, what version they have.
 
-#include "../platform/DirectoryLink.h"
 #include "../platform/ScriptedListing.h"
 #include "DllLoaderTest.h"
 #include "support/HandleCount.h"
 #include "support/ImportHook.h"
 #include "support/Text.h"
+#include "support/Wine.h"
 
 namespace zuvia::test {
 namespace {
@@ -29,12 +29,12 @@ testing::Matcher<const DllCandidate&> isVersion(uint32_t major, uint32_t minor, 
 
 class CurrentDllDirectory : public testing::Test {
  protected:
-  LogCapture m_log;
+  LogCapture log_;
 };
 
 TEST_F(CurrentDllDirectory, IsThatOfTheModule) {
   EXPECT_EQ(WideText(ZuDllLoader::getCurrentDllDirectory()), WideText(programDirectory()));
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(CurrentDllDirectory, KeepsTheBackslashOfADrivesRoot) {
@@ -46,14 +46,14 @@ TEST_F(CurrentDllDirectory, IsCutOutOfANameOf260CharactersWithoutTerminator) {
   const std::wstring directory = L"C:\\" + std::wstring(200, L'd');
   const PluginLocation location(directory + L"\\" + std::wstring(260 - directory.size() - 1, L'n'));
   EXPECT_EQ(WideText(ZuDllLoader::getCurrentDllDirectory()), WideText(directory));
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(CurrentDllDirectory, IsEmptyWhenTheModuleIsNotFound) {
   FailingImport<decltype(GetModuleHandleExW)> failing(GetModuleHandleW(nullptr), "GetModuleHandleExW", FALSE,
                                                       {.lastError = kError});
   EXPECT_EQ(WideText(ZuDllLoader::getCurrentDllDirectory()), L"");
-  EXPECT_THAT(m_log.lines(),
+  EXPECT_THAT(log_.lines(),
               ElementsAre(isLine("getCurrentDllDirectory",
                                  L"Get current dll directory fail! GetModuleHandleEx error: 2147483653")));
 }
@@ -61,7 +61,7 @@ TEST_F(CurrentDllDirectory, IsEmptyWhenTheModuleIsNotFound) {
 TEST_F(CurrentDllDirectory, IsEmptyWhenTheNameIsNotTold) {
   const PluginLocation location(L"", kError);
   EXPECT_EQ(WideText(ZuDllLoader::getCurrentDllDirectory()), L"");
-  EXPECT_THAT(m_log.lines(),
+  EXPECT_THAT(log_.lines(),
               ElementsAre(isLine("getCurrentDllDirectory",
                                  L"Get current dll directory fail! GetModuleFileName error: 2147483653")));
 }
@@ -76,41 +76,41 @@ class ScanDirectory : public testing::Test {
     return {paths.begin(), paths.end()};
   }
 
-  InstallTree m_tree;
-  std::wstring m_root = m_tree.root();
-  LogCapture m_log;
+  InstallTree tree_;
+  std::wstring root_ = tree_.root();
+  LogCapture log_;
 };
 
 TEST_F(ScanDirectory, FindsModulesInTheRootAndAtAnyDepth) {
   const std::wstring deep = L"\\1\\2\\3\\4\\5\\6\\7\\8\\9\\10\\11\\12\\zuimpl.dll";
   for (const std::wstring& path : {std::wstring(L"\\zuimpl.dll"), std::wstring(L"\\2.0.0.45\\zuimpl.dll"),
                                    std::wstring(L"\\2.0.0.45\\sub\\zuimpl.dll"), deep}) {
-    writeFile(m_root + path, "x");
+    writeFile(root_ + path, "x");
   }
-  EXPECT_THAT(scan(m_root), UnorderedElementsAre(m_root + L"\\zuimpl.dll", m_root + L"\\2.0.0.45\\zuimpl.dll",
-                                                 m_root + L"\\2.0.0.45\\sub\\zuimpl.dll", m_root + deep));
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(scan(root_), UnorderedElementsAre(root_ + L"\\zuimpl.dll", root_ + L"\\2.0.0.45\\zuimpl.dll",
+                                                root_ + L"\\2.0.0.45\\sub\\zuimpl.dll", root_ + deep));
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(ScanDirectory, FindsAnyLetterCaseAndKeepsIt) {
-  m_tree.addFile(L"a\\ZUIMPL.DLL", "x");
-  m_tree.addFile(L"b\\zuImpl.Dll", "x");
-  EXPECT_THAT(scan(m_root), UnorderedElementsAre(m_root + L"\\a\\ZUIMPL.DLL", m_root + L"\\b\\zuImpl.Dll"));
+  tree_.addFile(L"a\\ZUIMPL.DLL", "x");
+  tree_.addFile(L"b\\zuImpl.Dll", "x");
+  EXPECT_THAT(scan(root_), UnorderedElementsAre(root_ + L"\\a\\ZUIMPL.DLL", root_ + L"\\b\\zuImpl.Dll"));
 }
 
 TEST_F(ScanDirectory, LeavesOtherNamesOut) {
   for (const wchar_t* name : {L"zuimpl.dll.bak", L"xzuimpl.dll", L"zuimpl", L"zuimpl.dl", L"zuviaplugin.dll"}) {
-    m_tree.addFile(name, "x");
+    tree_.addFile(name, "x");
   }
-  EXPECT_THAT(scan(m_root), IsEmpty());
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(scan(root_), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(ScanDirectory, AppendsToWhatIsThere) {
-  m_tree.addFile(L"zuimpl.dll", "x");
+  tree_.addFile(L"zuimpl.dll", "x");
   std::vector<std::wstring> paths = {L"before"};
-  ZuDllLoader::scanDirectory(m_root, paths);
-  EXPECT_THAT(paths, ElementsAre(L"before", m_root + L"\\zuimpl.dll"));
+  ZuDllLoader::scanDirectory(root_, paths);
+  EXPECT_THAT(paths, ElementsAre(L"before", root_ + L"\\zuimpl.dll"));
 }
 
 TEST_F(ScanDirectory, EntersADirectoryBeforeTheListingGoesOn) {
@@ -143,47 +143,46 @@ TEST_F(ScanDirectory, EntersNoLinkOfAnyKind) {
 }
 
 TEST_F(ScanDirectory, DoesNotFollowALinkOutOfTheRoot) {
-  writeFile(m_tree.appPath() + L"\\zuimpl.dll", "x");
-  linkDirectory(m_root + L"\\2.0.0.45", m_tree.appPath());
-  EXPECT_THAT(scan(m_root), IsEmpty());
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  writeFile(tree_.appPath() + L"\\zuimpl.dll", "x");
+  makeDirectoryLink(root_ + L"\\2.0.0.45", tree_.appPath());
+  EXPECT_THAT(scan(root_), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(ScanDirectory, EndsInSpiteOfALoop) {
-  m_tree.addFile(L"2.0.0.45\\zuimpl.dll", "x");
-  linkDirectory(m_root + L"\\2.0.0.45\\again", m_root);
-  EXPECT_THAT(scan(m_root), ElementsAre(m_root + L"\\2.0.0.45\\zuimpl.dll"));
+  tree_.addFile(L"2.0.0.45\\zuimpl.dll", "x");
+  makeDirectoryLink(root_ + L"\\2.0.0.45\\again", root_);
+  EXPECT_THAT(scan(root_), ElementsAre(root_ + L"\\2.0.0.45\\zuimpl.dll"));
 }
 
 TEST_F(ScanDirectory, TakesALinkOfTheModulesNameForAModule) {
-  writeFile(m_tree.appPath() + L"\\zuimpl.dll", "x");
-  linkDirectory(m_root + L"\\zuimpl.dll", m_tree.appPath());
-  EXPECT_THAT(scan(m_root), ElementsAre(m_root + L"\\zuimpl.dll"));
+  writeFile(tree_.appPath() + L"\\zuimpl.dll", "x");
+  makeDirectoryLink(root_ + L"\\zuimpl.dll", tree_.appPath());
+  EXPECT_THAT(scan(root_), ElementsAre(root_ + L"\\zuimpl.dll"));
 }
 
 TEST_F(ScanDirectory, EntersAPlainDirectoryOfTheModulesName) {
-  m_tree.addFile(L"zuimpl.dll\\zuimpl.dll", "x");
-  EXPECT_THAT(scan(m_root), ElementsAre(m_root + L"\\zuimpl.dll\\zuimpl.dll"));
+  tree_.addFile(L"zuimpl.dll\\zuimpl.dll", "x");
+  EXPECT_THAT(scan(root_), ElementsAre(root_ + L"\\zuimpl.dll\\zuimpl.dll"));
 }
 
 TEST_F(ScanDirectory, LogsADirectoryThatIsNotThere) {
-  EXPECT_THAT(scan(m_root + L"\\none"), IsEmpty());
-  EXPECT_THAT(m_log.lines(),
-              ElementsAre(isLine("scanDirectory",
-                                 L"Scan directory fail! FindFirstFile error: 3, path: " + m_root + L"\\none")));
+  EXPECT_THAT(scan(root_ + L"\\none"), IsEmpty());
+  EXPECT_THAT(log_.lines(), ElementsAre(isLine("scanDirectory", L"Scan directory fail! FindFirstFile error: 3, path: " +
+                                                                    root_ + L"\\none")));
 }
 
 TEST_F(ScanDirectory, GoesOnAfterADirectoryThatCannotBeListed) {
-  m_tree.addFile(L"a\\zuimpl.dll", "x");
-  m_tree.addFile(L"b\\zuimpl.dll", "x");
-  m_tree.addFile(L"c\\zuimpl.dll", "x");
-  const std::wstring denied = m_root + L"\\b";
+  tree_.addFile(L"a\\zuimpl.dll", "x");
+  tree_.addFile(L"b\\zuimpl.dll", "x");
+  tree_.addFile(L"c\\zuimpl.dll", "x");
+  const std::wstring denied = root_ + L"\\b";
   FailingImport<decltype(FindFirstFileW)> failing(
       GetModuleHandleW(nullptr), "FindFirstFileW", INVALID_HANDLE_VALUE, {.lastError = kError},
       [&](const wchar_t* pattern, WIN32_FIND_DATAW*) { return pattern == denied + L"\\*"; });
-  EXPECT_THAT(scan(m_root), UnorderedElementsAre(m_root + L"\\a\\zuimpl.dll", m_root + L"\\c\\zuimpl.dll"));
+  EXPECT_THAT(scan(root_), UnorderedElementsAre(root_ + L"\\a\\zuimpl.dll", root_ + L"\\c\\zuimpl.dll"));
   EXPECT_THAT(
-      m_log.lines(),
+      log_.lines(),
       ElementsAre(isLine("scanDirectory", L"Scan directory fail! FindFirstFile error: 2147483653, path: " + denied)));
 }
 
@@ -195,14 +194,14 @@ TEST_F(ScanDirectory, EndsAListingThatFailsInSilence) {
   EXPECT_THAT(scan(L"X:\\root"), ElementsAre(L"X:\\root\\zuimpl.dll"));
   EXPECT_EQ(failing.failures(), 1u);
   EXPECT_EQ(script.closed(), 1u);
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(ScanDirectory, LeavesNoHandleOpen) {
-  m_tree.addFile(L"a\\b\\zuimpl.dll", "x");
-  scan(m_root);
+  tree_.addFile(L"a\\b\\zuimpl.dll", "x");
+  scan(root_);
   const HandleCheck check;
-  EXPECT_THAT(scan(m_root), testing::SizeIs(1));
+  EXPECT_THAT(scan(root_), testing::SizeIs(1));
 }
 
 // ---- Versions
@@ -214,22 +213,22 @@ class DllVersion : public testing::Test {
     DllCandidate candidate{L"untouched", 1, 2, 3, 4};
     EXPECT_FALSE(ZuDllLoader::getDllVersion(path, candidate));
     EXPECT_THAT(candidate, AllOf(isVersion(1, 2, 3, 4), Field("path", &DllCandidate::path, L"untouched")));
-    EXPECT_THAT(m_log.lines(), ElementsAre(isLine("getDllVersion", message)));
+    EXPECT_THAT(log_.lines(), ElementsAre(isLine("getDllVersion", message)));
   }
 
   static HMODULE self() { return GetModuleHandleW(nullptr); }
 
-  LogCapture m_log;
-  std::wstring m_good = moduleFile(L"2.0.0.45");
+  LogCapture log_;
+  std::wstring good_ = moduleFile(L"2.0.0.45");
 };
 
 TEST_F(DllVersion, IsThatOfTheFile) {
   DllCandidate candidate;
-  EXPECT_TRUE(ZuDllLoader::getDllVersion(m_good, candidate));
-  EXPECT_THAT(candidate, AllOf(isVersion(2, 0, 0, 45), Field("path", &DllCandidate::path, m_good)));
+  EXPECT_TRUE(ZuDllLoader::getDllVersion(good_, candidate));
+  EXPECT_THAT(candidate, AllOf(isVersion(2, 0, 0, 45), Field("path", &DllCandidate::path, good_)));
   EXPECT_TRUE(ZuDllLoader::getDllVersion(moduleFile(L"65535.65535.65535.65535"), candidate));
   EXPECT_THAT(candidate, isVersion(65535, 65535, 65535, 65535));
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(DllVersion, MayBeZero) {
@@ -239,9 +238,9 @@ TEST_F(DllVersion, MayBeZero) {
 }
 
 TEST_F(DllVersion, IsReadForTheCandidatesOwnPath) {
-  DllCandidate candidate{m_good};
+  DllCandidate candidate{good_};
   EXPECT_TRUE(ZuDllLoader::getDllVersion(candidate.path, candidate));
-  EXPECT_THAT(candidate, AllOf(isVersion(2, 0, 0, 45), Field("path", &DllCandidate::path, m_good)));
+  EXPECT_THAT(candidate, AllOf(isVersion(2, 0, 0, 45), Field("path", &DllCandidate::path, good_)));
 }
 
 TEST_F(DllVersion, IsMissingWithoutAResource) {
@@ -252,20 +251,20 @@ TEST_F(DllVersion, IsMissingWithoutAResource) {
 
 TEST_F(DllVersion, ShowsTheErrorOfTheSize) {
   FailingImport<decltype(GetFileVersionInfoSizeW)> failing(self(), "GetFileVersionInfoSizeW", 0, {.lastError = kError});
-  expectFailure(m_good, L"Get dll version fail! No version resource, error: 2147483653, path: " + m_good);
+  expectFailure(good_, L"Get dll version fail! No version resource, error: 2147483653, path: " + good_);
 }
 
 TEST_F(DllVersion, ShowsTheErrorAndTheSizeOfReading) {
   DWORD ignored = 0;
-  const DWORD size = GetFileVersionInfoSizeW(m_good.c_str(), &ignored);
+  const DWORD size = GetFileVersionInfoSizeW(good_.c_str(), &ignored);
   FailingImport<decltype(GetFileVersionInfoW)> failing(self(), "GetFileVersionInfoW", FALSE, {.lastError = kError});
-  expectFailure(m_good, L"Get dll version fail! GetFileVersionInfo error: 2147483653, size: " + std::to_wstring(size) +
-                            L", path: " + m_good);
+  expectFailure(good_, L"Get dll version fail! GetFileVersionInfo error: 2147483653, size: " + std::to_wstring(size) +
+                           L", path: " + good_);
 }
 
 TEST_F(DllVersion, ShowsTheErrorOfTheQuery) {
   FailingImport<decltype(VerQueryValueW)> failing(self(), "VerQueryValueW", FALSE, {.lastError = kError});
-  expectFailure(m_good, L"Get dll version fail! VerQueryValue error: 2147483653, path: " + m_good);
+  expectFailure(good_, L"Get dll version fail! VerQueryValue error: 2147483653, path: " + good_);
 }
 
 TEST_F(DllVersion, IsMissingFromAnEmptyBlock) {
@@ -280,8 +279,8 @@ TEST_F(DllVersion, IsMissingFromABlockThatIsNotThere) {
                                               *length = 0xFFFF'FFFF;
                                               return TRUE;
                                             });
-  expectFailure(m_good,
-                L"Get dll version fail! VerQueryValue invalid, len: 4294967295, fixedInfo: null, path: " + m_good);
+  expectFailure(good_,
+                L"Get dll version fail! VerQueryValue invalid, len: 4294967295, fixedInfo: null, path: " + good_);
 }
 
 // ---- Version directories

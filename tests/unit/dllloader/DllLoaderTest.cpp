@@ -28,9 +28,9 @@ bool isModuleLoaded(const std::wstring& path) {
 }
 
 void DllLoaderTest::load() {
-  ASSERT_TRUE(m_loader.loadZuDll(m_object));
-  ASSERT_NE(m_object, nullptr);
-  m_log.clear();
+  ASSERT_TRUE(loader_.loadZuDll(object_));
+  ASSERT_NE(object_, nullptr);
+  log_.clear();
 }
 
 }  // namespace zuvia::test

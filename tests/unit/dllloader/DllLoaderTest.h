@@ -24,11 +24,11 @@ bool isModuleLoaded(const std::wstring& path);
 class DllLoaderTest : public testing::Test {
  protected:
   static HMODULE self() { return GetModuleHandleW(nullptr); }
-  std::wstring root() const { return m_tree.root(); }
+  std::wstring root() const { return tree_.root(); }
 
   // Adds a module that the build made to a directory below the root. Returns its path as the scan gives it.
   std::wstring add(const std::wstring& directory, const std::wstring& module) const {
-    return m_tree.addVersion(directory, moduleFile(module)) + L"\\zuimpl.dll";
+    return tree_.addVersion(directory, moduleFile(module)) + L"\\zuimpl.dll";
   }
 
   // The same for well-behaved modules, in directories of their versions' names.
@@ -37,11 +37,11 @@ class DllLoaderTest : public testing::Test {
   // Loads and expects it to succeed; forgets the log lines of that.
   void load();
 
-  InstallTree m_tree;
-  PluginLocation m_location{m_tree.pluginPath()};
-  LogCapture m_log;
-  ZuDllLoader m_loader;
-  IPluginEntryPoint* m_object = nullptr;
+  InstallTree tree_;
+  PluginLocation location_{tree_.pluginPath()};
+  LogCapture log_;
+  ZuDllLoader loader_;
+  IPluginEntryPoint* object_ = nullptr;
 };
 
 }  // namespace zuvia::test

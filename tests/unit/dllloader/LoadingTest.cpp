@@ -38,17 +38,17 @@ class Loading : public DllLoaderTest {
                   L"Load plugin fail! All candidates failed, count: " + std::to_wstring(count) + L", dir: " + root());
   }
 
-  bool loadNow() { return m_loader.loadZuDll(m_object); }
+  bool loadNow() { return loader_.loadZuDll(object_); }
 
   std::vector<std::string> candidateVersions() const {
     std::vector<std::string> versions;
-    for (const DllCandidate& candidate : m_loader.candidates()) versions.push_back(candidateVersionString(candidate));
+    for (const DllCandidate& candidate : loader_.candidates()) versions.push_back(candidateVersionString(candidate));
     return versions;
   }
 
   std::vector<WideText> candidatePaths() const {
     std::vector<WideText> paths;
-    for (const DllCandidate& candidate : m_loader.candidates()) paths.emplace_back(candidate.path);
+    for (const DllCandidate& candidate : loader_.candidates()) paths.emplace_back(candidate.path);
     return paths;
   }
 
@@ -72,11 +72,11 @@ TEST_F(Loading, TakesTheNewest) {
   const std::wstring newest = addVersion(L"2.0.0.47");
   addVersion(L"2.0.0.45");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(success(newest, L"2.0.0.47")));
-  EXPECT_TRUE(m_loader.isLoaded());
+  EXPECT_THAT(log_.lines(), ElementsAre(success(newest, L"2.0.0.47")));
+  EXPECT_TRUE(loader_.isLoaded());
   EXPECT_TRUE(isModuleLoaded(newest));
-  EXPECT_EQ(WideText(m_loader.current().path), WideText(newest));
-  EXPECT_EQ(candidateVersionString(m_loader.current()), "2.0.0.47");
+  EXPECT_EQ(WideText(loader_.current().path), WideText(newest));
+  EXPECT_EQ(candidateVersionString(loader_.current()), "2.0.0.47");
   EXPECT_THAT(candidateVersions(), ElementsAre("2.0.0.47", "2.0.0.45", "2.0.0.44"));
 }
 
@@ -89,8 +89,8 @@ TEST_F(Loading, HandsOutTheObjectUntouched) {
   EXPECT_STREQ(record(), "");
   const auto create =
       reinterpret_cast<CreateImplFunction*>(reinterpret_cast<void*>(GetProcAddress(module, "createImpl")));
-  EXPECT_EQ(m_object, create());
-  EXPECT_NE(m_object->queryInterface(IID_IZUPlugin), nullptr);
+  EXPECT_EQ(object_, create());
+  EXPECT_NE(object_->queryInterface(IID_IZUPlugin), nullptr);
 }
 
 TEST_F(Loading, OrdersVersionsByTheirNumbers) {
@@ -107,7 +107,7 @@ TEST_F(Loading, TakesTheVersionFromTheModuleNotFromTheDirectory) {
   add(L"9", L"2.0.0.44");
   const std::wstring newer = add(L"somewhere\\deep", L"2.0.0.45");
   EXPECT_TRUE(loadNow());
-  EXPECT_EQ(WideText(m_loader.current().path), WideText(newer));
+  EXPECT_EQ(WideText(loader_.current().path), WideText(newer));
 }
 
 TEST_F(Loading, KeepsTheScanOrderAmong32EqualVersions) {
@@ -135,14 +135,14 @@ TEST_F(Loading, TriesTheFirstOfTwoEqualVersionsFirst) {
   EXPECT_FALSE(loadNow());
   const std::vector<WideText> scanned = scannedPaths();
   ASSERT_THAT(scanned, SizeIs(2));
-  EXPECT_THAT(m_log.lines(), ElementsAre(refused(scanned[0]), refused(scanned[1]), allFailed(2)));
+  EXPECT_THAT(log_.lines(), ElementsAre(refused(scanned[0]), refused(scanned[1]), allFailed(2)));
 }
 
 TEST_F(Loading, TakesAnyLetterCaseOfTheName) {
   const std::wstring path = root() + L"\\2.0.0.45\\ZuImpl.DLL";
   copyFile(moduleFile(L"2.0.0.45"), path);
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(success(path, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(success(path, L"2.0.0.45")));
 }
 
 TEST_F(Loading, TakesPathsWithBlanksAndAnyCharacter) {
@@ -150,8 +150,8 @@ TEST_F(Loading, TakesPathsWithBlanksAndAnyCharacter) {
   const PluginLocation location(tree.pluginPath());
   const std::wstring path = tree.addVersion(L"2.0.0.45", moduleFile(L"2.0.0.45")) + L"\\zuimpl.dll";
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(success(path, L"2.0.0.45")));
-  m_loader.unload();
+  EXPECT_THAT(log_.lines(), ElementsAre(success(path, L"2.0.0.45")));
+  loader_.unload();
 }
 
 // ---- Candidates that fail
@@ -160,7 +160,7 @@ TEST_F(Loading, FallsBackOverAMissingDependency) {
   const std::wstring good = addVersion(L"2.0.0.45");
   const std::wstring broken = add(L"2.0.0.50", L"missing-dependency");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(loadFailed(broken, ERROR_MOD_NOT_FOUND), success(good, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(loadFailed(broken, ERROR_MOD_NOT_FOUND), success(good, L"2.0.0.45")));
   EXPECT_THAT(candidateVersions(), ElementsAre("2.0.0.50", "2.0.0.45"));
 }
 
@@ -168,9 +168,9 @@ TEST_F(Loading, FallsBackOverAMissingExport) {
   const std::wstring good = addVersion(L"2.0.0.45");
   const std::wstring broken = add(L"2.0.0.50", L"no-export");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(isLine("loadZuDll", L"Plugin export createImpl not found, path: " + broken +
-                                                                 L", version: 2.0.0.50, error: 127"),
-                                         success(good, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(isLine("loadZuDll", L"Plugin export createImpl not found, path: " + broken +
+                                                                L", version: 2.0.0.50, error: 127"),
+                                        success(good, L"2.0.0.45")));
   EXPECT_FALSE(isModuleLoaded(broken));
 }
 
@@ -178,7 +178,7 @@ TEST_F(Loading, FallsBackOverARefusal) {
   const std::wstring good = addVersion(L"2.0.0.45");
   const std::wstring broken = add(L"2.0.0.50", L"null-object");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(refused(broken), success(good, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(refused(broken), success(good, L"2.0.0.45")));
   EXPECT_FALSE(isModuleLoaded(broken));
 }
 
@@ -186,7 +186,7 @@ TEST_F(Loading, FallsBackOverAStandardException) {
   const std::wstring good = addVersion(L"2.0.0.45");
   const std::wstring broken = add(L"2.0.0.50", L"throws");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(refused(broken), success(good, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(refused(broken), success(good, L"2.0.0.45")));
   EXPECT_FALSE(isModuleLoaded(broken));
 }
 
@@ -194,7 +194,7 @@ TEST_F(Loading, FallsBackOverAnyException) {
   const std::wstring good = addVersion(L"2.0.0.45");
   const std::wstring broken = add(L"2.0.0.50", L"throws-int");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(refused(broken), success(good, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(refused(broken), success(good, L"2.0.0.45")));
   EXPECT_FALSE(isModuleLoaded(broken));
 }
 
@@ -203,18 +203,18 @@ TEST_F(Loading, FallsBackOverAnyFailureToLoad) {
   const std::wstring broken = addVersion(L"2.0.0.47");
   FailingImport<decltype(LoadLibraryExW)> failing(self(), "LoadLibraryExW", nullptr, {.lastError = kError});
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(isLine("loadZuDll", L"Load plugin failed, path: " + broken +
-                                                                 L", version: 2.0.0.47, error: 2147483653"),
-                                         success(good, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(isLine("loadZuDll", L"Load plugin failed, path: " + broken +
+                                                                L", version: 2.0.0.47, error: 2147483653"),
+                                        success(good, L"2.0.0.45")));
 }
 
 TEST_F(Loading, DropsFilesWithoutAVersion) {
-  const std::wstring dropped = m_tree.addFile(L"2.0.0.99\\zuimpl.dll", "not a module");
+  const std::wstring dropped = tree_.addFile(L"2.0.0.99\\zuimpl.dll", "not a module");
   const std::wstring good = addVersion(L"2.0.0.45");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(testing::Field(&LogLine::message,
-                                                        WideStartsWith(L"Get dll version fail! No version resource")),
-                                         success(good, L"2.0.0.45")));
+  EXPECT_THAT(log_.lines(), ElementsAre(testing::Field(&LogLine::message,
+                                                       WideStartsWith(L"Get dll version fail! No version resource")),
+                                        success(good, L"2.0.0.45")));
   EXPECT_THAT(candidateVersions(), ElementsAre("2.0.0.45"));
 }
 
@@ -239,12 +239,12 @@ TEST_F(Loading, FailsWhenAllCandidatesFail) {
   FailingImport<decltype(GetProcAddress)> failing(
       self(), "GetProcAddress", nullptr, {.lastError = kError, .callCount = kEveryCall},
       [](HMODULE, const char* name) { return std::string_view(name) == "createImpl"; });
-  m_object = reinterpret_cast<IPluginEntryPoint*>(this);
+  object_ = reinterpret_cast<IPluginEntryPoint*>(this);
   EXPECT_FALSE(loadNow());
-  EXPECT_EQ(m_object, nullptr);
-  EXPECT_FALSE(m_loader.isLoaded());
-  EXPECT_EQ(WideText(m_loader.current().path), L"");
-  EXPECT_THAT(m_log.lines(),
+  EXPECT_EQ(object_, nullptr);
+  EXPECT_FALSE(loader_.isLoaded());
+  EXPECT_EQ(WideText(loader_.current().path), L"");
+  EXPECT_THAT(log_.lines(),
               ElementsAre(loadFailed(first, ERROR_MOD_NOT_FOUND),
                           isLine("loadZuDll", L"Plugin export createImpl not found, path: " + root() +
                                                   L"\\2.0.0.45\\zuimpl.dll, version: 2.0.0.45, error: 2147483653"),
@@ -254,39 +254,39 @@ TEST_F(Loading, FailsWhenAllCandidatesFail) {
 
 TEST_F(Loading, FailsWithoutARoot) {
   const PluginLocation nowhere(L"", kError);
-  m_object = reinterpret_cast<IPluginEntryPoint*>(this);
+  object_ = reinterpret_cast<IPluginEntryPoint*>(this);
   EXPECT_FALSE(loadNow());
-  EXPECT_EQ(m_object, nullptr);
-  EXPECT_THAT(m_log.lines(), ElementsAre(isLine("getCurrentDllDirectory",
-                                                L"Get current dll directory fail! GetModuleFileName error: 2147483653"),
-                                         isLine("loadZuDll", L"Load plugin fail! Current dll directory is empty.")));
+  EXPECT_EQ(object_, nullptr);
+  EXPECT_THAT(log_.lines(), ElementsAre(isLine("getCurrentDllDirectory",
+                                               L"Get current dll directory fail! GetModuleFileName error: 2147483653"),
+                                        isLine("loadZuDll", L"Load plugin fail! Current dll directory is empty.")));
 }
 
 TEST_F(Loading, FailsWithoutAModule) {
-  m_object = reinterpret_cast<IPluginEntryPoint*>(this);
+  object_ = reinterpret_cast<IPluginEntryPoint*>(this);
   EXPECT_FALSE(loadNow());
-  EXPECT_EQ(m_object, nullptr);
-  EXPECT_THAT(m_log.lines(), ElementsAre(isLine("loadZuDll", L"Load plugin fail! Paths are empty. dir: " + root())));
+  EXPECT_EQ(object_, nullptr);
+  EXPECT_THAT(log_.lines(), ElementsAre(isLine("loadZuDll", L"Load plugin fail! Paths are empty. dir: " + root())));
 }
 
 TEST_F(Loading, FailsWithoutAVersion) {
   add(L"1", L"no-version");
   add(L"2", L"no-version");
   add(L"3", L"no-version");
-  m_object = reinterpret_cast<IPluginEntryPoint*>(this);
+  object_ = reinterpret_cast<IPluginEntryPoint*>(this);
   EXPECT_FALSE(loadNow());
-  EXPECT_EQ(m_object, nullptr);
+  EXPECT_EQ(object_, nullptr);
   const std::vector<WideText> scanned = scannedPaths();
   ASSERT_THAT(scanned, SizeIs(3));
   const auto unread = [](const std::wstring& path) {
     return isLine("getDllVersion", L"Get dll version fail! No version resource, error: " +
                                        std::to_wstring(ERROR_RESOURCE_DATA_NOT_FOUND) + L", path: " + path);
   };
-  EXPECT_THAT(m_log.lines(),
+  EXPECT_THAT(log_.lines(),
               ElementsAre(unread(scanned[0]), unread(scanned[1]), unread(scanned[2]),
                           isLine("loadZuDll",
                                  L"Load plugin fail! No candidate with valid version, scanned: 3, dir: " + root())));
-  EXPECT_THAT(m_loader.candidates(), IsEmpty());
+  EXPECT_THAT(loader_.candidates(), IsEmpty());
 }
 
 // ---- Dependencies
@@ -311,14 +311,14 @@ TEST_F(Loading, FindsADependencyBesideTheModule) {
   const std::wstring path = add(L"2.0.0.50", L"needs-companion");
   copyFile(companionFile(), root() + L"\\2.0.0.50\\zucompanion.dll");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(success(path, L"2.0.0.50")));
+  EXPECT_THAT(log_.lines(), ElementsAre(success(path, L"2.0.0.50")));
 }
 
 TEST_F(Loading, FindsADependencyInTheRoot) {
   const std::wstring path = add(L"2.0.0.50", L"needs-companion");
   copyFile(companionFile(), root() + L"\\zucompanion.dll");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(success(path, L"2.0.0.50")));
+  EXPECT_THAT(log_.lines(), ElementsAre(success(path, L"2.0.0.50")));
   EXPECT_TRUE(isModuleLoaded(root() + L"\\zucompanion.dll"));
 }
 
@@ -333,20 +333,20 @@ TEST_F(Loading, PrefersTheDependencyBesideTheModule) {
 
 TEST_F(Loading, FindsNoDependencyInTheCurrentDirectory) {
   const std::wstring path = add(L"2.0.0.50", L"needs-companion");
-  copyFile(companionFile(), m_tree.appPath() + L"\\zucompanion.dll");
-  ASSERT_TRUE(SetCurrentDirectoryW(m_tree.appPath().c_str()));
+  copyFile(companionFile(), tree_.appPath() + L"\\zucompanion.dll");
+  ASSERT_TRUE(SetCurrentDirectoryW(tree_.appPath().c_str()));
   EXPECT_FALSE(loadNow());
   SetCurrentDirectoryW(programDirectory().c_str());
-  EXPECT_THAT(m_log.lines(), ElementsAre(loadFailed(path, ERROR_MOD_NOT_FOUND), allFailed(1)));
+  EXPECT_THAT(log_.lines(), ElementsAre(loadFailed(path, ERROR_MOD_NOT_FOUND), allFailed(1)));
 }
 
 TEST_F(Loading, FindsNoDependencyOnThePath) {
   const std::wstring path = add(L"2.0.0.50", L"needs-companion");
-  copyFile(companionFile(), m_tree.appPath() + L"\\zucompanion.dll");
-  ASSERT_TRUE(SetEnvironmentVariableW(L"PATH", m_tree.appPath().c_str()));
+  copyFile(companionFile(), tree_.appPath() + L"\\zucompanion.dll");
+  ASSERT_TRUE(SetEnvironmentVariableW(L"PATH", tree_.appPath().c_str()));
   ASSERT_TRUE(ModuleHandle(LoadLibraryW(L"zucompanion.dll")));  // the usual search finds it there
   EXPECT_FALSE(loadNow());
-  EXPECT_THAT(m_log.lines(), ElementsAre(loadFailed(path, ERROR_MOD_NOT_FOUND), allFailed(1)));
+  EXPECT_THAT(log_.lines(), ElementsAre(loadFailed(path, ERROR_MOD_NOT_FOUND), allFailed(1)));
 }
 
 // ---- The search list
@@ -354,26 +354,26 @@ TEST_F(Loading, FindsNoDependencyOnThePath) {
 // What happens to the search list, in its order among the loads and the lines that end loadZuDll.
 class SearchList : public Loading {
  protected:
-  std::vector<std::string> m_events;
-  DLL_DIRECTORY_COOKIE m_cookie = nullptr;
+  std::vector<std::string> events_;
+  DLL_DIRECTORY_COOKIE cookie_ = nullptr;
 
-  ImportHook<decltype(AddDllDirectory)> m_added{
+  ImportHook<decltype(AddDllDirectory)> added_{
       self(), "AddDllDirectory", [this](auto* original, const wchar_t* directory) -> DLL_DIRECTORY_COOKIE {
-        m_events.push_back(directory == root() ? "add the root" : "add " + toUtf8(directory));
-        return m_cookie = original(directory);
+        events_.push_back(directory == root() ? "add the root" : "add " + toUtf8(directory));
+        return cookie_ = original(directory);
       }};
-  ImportHook<decltype(RemoveDllDirectory)> m_removed{
+  ImportHook<decltype(RemoveDllDirectory)> removed_{
       self(), "RemoveDllDirectory", [this](auto* original, DLL_DIRECTORY_COOKIE cookie) -> BOOL {
-        m_events.push_back(cookie == m_cookie ? "remove it" : "remove something else");
-        m_lines = m_log.lines().size();
+        events_.push_back(cookie == cookie_ ? "remove it" : "remove something else");
+        lines_ = log_.lines().size();
         return original(cookie);
       }};
-  ImportHook<decltype(LoadLibraryExW)> m_loaded{
+  ImportHook<decltype(LoadLibraryExW)> loaded_{
       self(), "LoadLibraryExW", [this](auto* original, const wchar_t* path, HANDLE file, DWORD flags) -> HMODULE {
-        m_events.push_back("load");
+        events_.push_back("load");
         return original(path, file, flags);
       }};
-  std::size_t m_lines = 0;  // logged when the root was removed
+  std::size_t lines_ = 0;  // logged when the root was removed
 };
 
 TEST_F(SearchList, HoldsTheRootWhileCandidatesLoad) {
@@ -381,8 +381,8 @@ TEST_F(SearchList, HoldsTheRootWhileCandidatesLoad) {
   add(L"2.0.0.50", L"missing-dependency");
   copyFile(companionFile(), root() + L"\\zucompanion.dll");
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_events, ElementsAre("add the root", "load", "load", "remove it"));
-  EXPECT_EQ(m_lines, 1u);  // before the line of the success
+  EXPECT_THAT(events_, ElementsAre("add the root", "load", "load", "remove it"));
+  EXPECT_EQ(lines_, 1u);  // before the line of the success
   EXPECT_FALSE(isOnSearchList(L"zucompanion.dll"));
 }
 
@@ -390,8 +390,8 @@ TEST_F(SearchList, LosesTheRootWhenAllCandidatesFail) {
   add(L"1", L"null-object");
   copyFile(companionFile(), root() + L"\\zucompanion.dll");
   EXPECT_FALSE(loadNow());
-  EXPECT_THAT(m_events, ElementsAre("add the root", "load", "remove it"));
-  EXPECT_EQ(m_lines, 1u);
+  EXPECT_THAT(events_, ElementsAre("add the root", "load", "remove it"));
+  EXPECT_EQ(lines_, 1u);
   EXPECT_FALSE(isOnSearchList(L"zucompanion.dll"));
 }
 
@@ -400,7 +400,7 @@ TEST_F(SearchList, LosesTheRootAfterExceptions) {
   add(L"2", L"throws-int");
   copyFile(companionFile(), root() + L"\\zucompanion.dll");
   EXPECT_FALSE(loadNow());
-  EXPECT_THAT(m_events, ElementsAre("add the root", "load", "load", "remove it"));
+  EXPECT_THAT(events_, ElementsAre("add the root", "load", "load", "remove it"));
   EXPECT_FALSE(isOnSearchList(L"zucompanion.dll"));
 }
 
@@ -408,17 +408,17 @@ TEST_F(SearchList, IsLeftAloneWhenThereIsNothingToLoad) {
   EXPECT_FALSE(loadNow());
   add(L"1", L"no-version");
   EXPECT_FALSE(loadNow());
-  EXPECT_THAT(m_events, IsEmpty());
+  EXPECT_THAT(events_, IsEmpty());
 }
 
 TEST_F(SearchList, IsNotNeeded) {
   const std::wstring path = addVersion(L"2.0.0.45");
   FailingImport<decltype(AddDllDirectory)> failing(self(), "AddDllDirectory", nullptr, {.lastError = kError});
   EXPECT_TRUE(loadNow());
-  EXPECT_THAT(m_log.lines(),
+  EXPECT_THAT(log_.lines(),
               ElementsAre(isLine("loadZuDll", L"AddDllDirectory failed, dir: " + root() + L", error: 2147483653"),
                           success(path, L"2.0.0.45")));
-  EXPECT_THAT(m_events, ElementsAre("load"));
+  EXPECT_THAT(events_, ElementsAre("load"));
 }
 
 // ---- State
@@ -450,17 +450,17 @@ TEST_F(Loading, FreesTheEarlierModuleAfterTheNewObjectIsMade) {
   EXPECT_TRUE(WatchedCreate::earlierWasLoaded);
   EXPECT_FALSE(isModuleLoaded(earlier));
   EXPECT_TRUE(isModuleLoaded(later));
-  EXPECT_TRUE(m_loader.isLoaded());
-  EXPECT_EQ(WideText(m_loader.current().path), WideText(later));
+  EXPECT_TRUE(loader_.isLoaded());
+  EXPECT_EQ(WideText(loader_.current().path), WideText(later));
 }
 
 TEST_F(Loading, LoadsTheSameModuleAgain) {
   const std::wstring path = addVersion(L"2.0.0.45");
   load();
-  const IPluginEntryPoint* const first = m_object;
+  const IPluginEntryPoint* const first = object_;
   load();
-  EXPECT_EQ(m_object, first);  // the module was never away
-  m_loader.unload();
+  EXPECT_EQ(object_, first);  // the module was never away
+  loader_.unload();
   EXPECT_FALSE(isModuleLoaded(path));
 }
 
@@ -468,20 +468,20 @@ TEST_F(Loading, LoadsTheSameModuleAgain) {
 class FailedReload : public Loading {
  protected:
   void SetUp() override {
-    m_path = addVersion(L"2.0.0.45");
+    path_ = addVersion(L"2.0.0.45");
     load();
   }
 
   void expectFailure() {
     EXPECT_FALSE(loadNow());
-    EXPECT_EQ(m_object, nullptr);
-    EXPECT_TRUE(m_loader.isLoaded());
-    EXPECT_TRUE(isModuleLoaded(m_path));
-    EXPECT_EQ(WideText(m_loader.current().path), WideText(m_path));
-    EXPECT_EQ(m_loader.versionString(), "2.0.0.45");
+    EXPECT_EQ(object_, nullptr);
+    EXPECT_TRUE(loader_.isLoaded());
+    EXPECT_TRUE(isModuleLoaded(path_));
+    EXPECT_EQ(WideText(loader_.current().path), WideText(path_));
+    EXPECT_EQ(loader_.versionString(), "2.0.0.45");
   }
 
-  std::wstring m_path;
+  std::wstring path_;
 };
 
 TEST_F(FailedReload, WithoutARootLeavesEverything) {
@@ -499,42 +499,42 @@ TEST_F(FailedReload, WithoutAModuleLeavesEverything) {
 TEST_F(FailedReload, WithoutAVersionEmptiesTheCandidatesOnly) {
   FailingImport<decltype(VerQueryValueW)> failing(self(), "VerQueryValueW", FALSE, {.lastError = kError});
   expectFailure();
-  EXPECT_THAT(m_loader.candidates(), IsEmpty());
+  EXPECT_THAT(loader_.candidates(), IsEmpty());
 }
 
 TEST_F(FailedReload, WithoutACandidateThatLoadsReplacesTheCandidatesOnly) {
   add(L"2.0.0.50", L"null-object");
   FailingImport<decltype(LoadLibraryExW)> failing(self(), "LoadLibraryExW", nullptr,
                                                   {.lastError = kError, .callCount = kEveryCall},
-                                                  [&](const wchar_t* path, HANDLE, DWORD) { return path == m_path; });
+                                                  [&](const wchar_t* path, HANDLE, DWORD) { return path == path_; });
   expectFailure();
   EXPECT_THAT(candidateVersions(), ElementsAre("2.0.0.50", "2.0.0.45"));
 }
 
 TEST_F(Loading, StartsWithNothing) {
-  EXPECT_FALSE(m_loader.isLoaded());
-  EXPECT_THAT(m_loader.candidates(), IsEmpty());
-  EXPECT_EQ(WideText(m_loader.current().path), L"");
-  EXPECT_EQ(m_loader.versionString(), "");
-  EXPECT_EQ(m_loader.shortVersionString(), "");
+  EXPECT_FALSE(loader_.isLoaded());
+  EXPECT_THAT(loader_.candidates(), IsEmpty());
+  EXPECT_EQ(WideText(loader_.current().path), L"");
+  EXPECT_EQ(loader_.versionString(), "");
+  EXPECT_EQ(loader_.shortVersionString(), "");
 }
 
 TEST_F(Loading, TellsTheVersionOfTheLoadedModule) {
   addVersion(L"2.0.0.45");
   load();
-  EXPECT_EQ(m_loader.versionString(), "2.0.0.45");
-  EXPECT_EQ(m_loader.shortVersionString(), "2.0.0");
+  EXPECT_EQ(loader_.versionString(), "2.0.0.45");
+  EXPECT_EQ(loader_.shortVersionString(), "2.0.0");
 }
 
 TEST_F(Loading, KeepsTheFirstVersionText) {
   addVersion(L"2.0.0.45");
   load();
-  EXPECT_EQ(m_loader.versionString(), "2.0.0.45");
+  EXPECT_EQ(loader_.versionString(), "2.0.0.45");
   addVersion(L"2.0.1.0");
   load();
-  EXPECT_EQ(candidateVersionString(m_loader.current()), "2.0.1.0");
-  EXPECT_EQ(m_loader.versionString(), "2.0.0.45");
-  EXPECT_EQ(m_loader.shortVersionString(), "2.0.1");
+  EXPECT_EQ(candidateVersionString(loader_.current()), "2.0.1.0");
+  EXPECT_EQ(loader_.versionString(), "2.0.0.45");
+  EXPECT_EQ(loader_.shortVersionString(), "2.0.1");
 }
 
 TEST_F(Loading, BuildsTheVersionTextWhenItIsFirstAskedFor) {
@@ -542,37 +542,37 @@ TEST_F(Loading, BuildsTheVersionTextWhenItIsFirstAskedFor) {
   load();
   addVersion(L"2.0.1.0");
   load();
-  EXPECT_EQ(m_loader.versionString(), "2.0.1.0");
+  EXPECT_EQ(loader_.versionString(), "2.0.1.0");
 }
 
 TEST_F(Loading, HasNoVersionTextWhileNothingIsLoaded) {
   addVersion(L"2.0.0.45");
   load();
-  EXPECT_EQ(m_loader.versionString(), "2.0.0.45");
-  m_loader.unload();
-  EXPECT_EQ(m_loader.versionString(), "");
-  EXPECT_EQ(m_loader.shortVersionString(), "");
+  EXPECT_EQ(loader_.versionString(), "2.0.0.45");
+  loader_.unload();
+  EXPECT_EQ(loader_.versionString(), "");
+  EXPECT_EQ(loader_.shortVersionString(), "");
   load();
-  EXPECT_EQ(m_loader.versionString(), "2.0.0.45");
+  EXPECT_EQ(loader_.versionString(), "2.0.0.45");
 }
 
 TEST_F(Loading, UnloadsAndKeepsTheRest) {
   const std::wstring path = addVersion(L"2.0.0.45");
   load();
-  m_loader.unload();
-  EXPECT_FALSE(m_loader.isLoaded());
+  loader_.unload();
+  EXPECT_FALSE(loader_.isLoaded());
   EXPECT_FALSE(isModuleLoaded(path));
-  EXPECT_EQ(WideText(m_loader.current().path), WideText(path));
+  EXPECT_EQ(WideText(loader_.current().path), WideText(path));
   EXPECT_THAT(candidateVersions(), ElementsAre("2.0.0.45"));
-  EXPECT_THAT(m_log.lines(), IsEmpty());
-  m_loader.unload();
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  loader_.unload();
 }
 
 TEST_F(Loading, FreesTheModuleWithTheLoader) {
   const std::wstring path = addVersion(L"2.0.0.45");
   {
     ZuDllLoader loader;
-    EXPECT_TRUE(loader.loadZuDll(m_object));
+    EXPECT_TRUE(loader.loadZuDll(object_));
     EXPECT_TRUE(isModuleLoaded(path));
   }
   EXPECT_FALSE(isModuleLoaded(path));
@@ -589,10 +589,10 @@ TEST_F(Loading, LeavesNoHandleOpen) {
   };
   for (const ModuleHandle& module : heldModules) ASSERT_TRUE(module);
   load();
-  m_loader.unload();
+  loader_.unload();
   const HandleCheck check;
   load();
-  m_loader.unload();
+  loader_.unload();
 }
 
 }  // namespace

@@ -4,11 +4,11 @@
 #include <tuple>
 #include <vector>
 
-#include "../platform/DirectoryLink.h"
 #include "DllLoaderTest.h"
 #include "support/HandleCount.h"
 #include "support/ImportHook.h"
 #include "support/SecondProcess.h"
+#include "support/Wine.h"
 
 namespace zuvia::test {
 namespace {
@@ -52,9 +52,9 @@ class DeleteUnused : public DllLoaderTest {
 
   // Expects that a clean-up changes nothing on the disk.
   void expectNothingRemoved(const std::string& keepVersion = {}) {
-    const TreeListing before = m_tree.listAll();
-    m_loader.deleteUnused(keepVersion);
-    EXPECT_EQ(describeChanges(before, m_tree.listAll()), "");
+    const TreeListing before = tree_.listAll();
+    loader_.deleteUnused(keepVersion);
+    EXPECT_EQ(describeChanges(before, tree_.listAll()), "");
   }
 };
 
@@ -62,12 +62,12 @@ class DeleteUnused : public DllLoaderTest {
 
 TEST_F(DeleteUnused, RemovesTheVersionThatIsNotLoaded) {
   addVersion(L"2.0.0.45");
-  m_tree.addFile(L"2.0.0.45\\sub\\companion.dll", "x");
+  tree_.addFile(L"2.0.0.45\\sub\\companion.dll", "x");
   addVersion(L"2.0.0.46");
-  m_tree.addFile(L"zuviaplugin.dll", "x");
+  tree_.addFile(L"zuviaplugin.dll", "x");
   load();
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.0.45"))));
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.0.45"))));
   EXPECT_FALSE(directoryExists(directory(L"2.0.0.45")));
   EXPECT_TRUE(fileExists(directory(L"2.0.0.46") + L"\\zuimpl.dll"));
   EXPECT_TRUE(fileExists(root() + L"\\zuviaplugin.dll"));
@@ -78,10 +78,10 @@ TEST_F(DeleteUnused, RemovesNewerVersionsThatFailedToo) {
   addVersion(L"2.0.0.45");
   add(L"2.0.0.50", L"null-object");
   load();
-  EXPECT_EQ(m_loader.versionString(), "2.0.0.45");
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.0.50")), tried(directory(L"2.0.0.44"))));
-  EXPECT_THAT(m_tree.list(), ElementsAre(testing::Key(L"2.0.0.45"), testing::Key(L"2.0.0.45\\zuimpl.dll")));
+  EXPECT_EQ(loader_.versionString(), "2.0.0.45");
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.0.50")), tried(directory(L"2.0.0.44"))));
+  EXPECT_THAT(tree_.list(), ElementsAre(testing::Key(L"2.0.0.45"), testing::Key(L"2.0.0.45\\zuimpl.dll")));
 }
 
 TEST_F(DeleteUnused, KeepsTheVersionThatIsAskedFor) {
@@ -89,8 +89,8 @@ TEST_F(DeleteUnused, KeepsTheVersionThatIsAskedFor) {
   addVersion(L"2.0.0.45");
   addVersion(L"2.0.0.46");
   load();
-  m_loader.deleteUnused("2.0.0.45");
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.0.44"))));
+  loader_.deleteUnused("2.0.0.45");
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.0.44"))));
   EXPECT_TRUE(directoryExists(directory(L"2.0.0.45")));
   EXPECT_FALSE(directoryExists(directory(L"2.0.0.44")));
 }
@@ -99,8 +99,8 @@ TEST_F(DeleteUnused, ComparesTheVersionToKeepAsATextOfFourNumbers) {
   addVersion(L"2.0.1.0");
   addVersion(L"9.9.9.9");
   load();
-  m_loader.deleteUnused("2.0.1");
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.1.0"))));
+  loader_.deleteUnused("2.0.1");
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.1.0"))));
 }
 
 TEST_F(DeleteUnused, KeepsEveryCandidateOfTheLoadedVersion) {
@@ -109,27 +109,27 @@ TEST_F(DeleteUnused, KeepsEveryCandidateOfTheLoadedVersion) {
   add(L"other", L"2.0.0.46");
   load();
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(DeleteUnused, LooksAtTheVersionOfTheModuleNotOfTheDirectory) {
   add(L"2.0.0.46", L"2.0.0.45");
   add(L"2.0.0.45", L"2.0.0.46");
   load();
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.0.46"))));
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.0.46"))));
   EXPECT_TRUE(directoryExists(directory(L"2.0.0.45")));
 }
 
 TEST_F(DeleteUnused, RemovesReadOnlyFiles) {
   const std::wstring module = addVersion(L"2.0.0.45");
   addVersion(L"2.0.0.46");
-  const std::wstring file = m_tree.addFile(L"2.0.0.45\\sub\\file", "x");
+  const std::wstring file = tree_.addFile(L"2.0.0.45\\sub\\file", "x");
   ASSERT_TRUE(SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY));
   ASSERT_TRUE(SetFileAttributesW(module.c_str(), FILE_ATTRIBUTE_READONLY));
   load();
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.0.45"))));
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.0.45"))));
   EXPECT_FALSE(directoryExists(directory(L"2.0.0.45")));
 }
 
@@ -137,15 +137,15 @@ TEST_F(DeleteUnused, LeavesTheCandidatesAndTheRestOfTheStateAlone) {
   const std::wstring removed = addVersion(L"2.0.0.45");
   const std::wstring loaded = addVersion(L"2.0.0.46");
   load();
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_loader.candidates(), testing::SizeIs(2));
-  EXPECT_TRUE(m_loader.isLoaded());
+  loader_.deleteUnused({});
+  EXPECT_THAT(loader_.candidates(), testing::SizeIs(2));
+  EXPECT_TRUE(loader_.isLoaded());
   EXPECT_TRUE(isModuleLoaded(loaded));
-  EXPECT_EQ(WideText(m_loader.current().path), WideText(loaded));
+  EXPECT_EQ(WideText(loader_.current().path), WideText(loaded));
 
-  m_log.clear();  // what is gone cannot be opened any more
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(skippedInUse(removed)));
+  log_.clear();  // what is gone cannot be opened any more
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(skippedInUse(removed)));
 }
 
 TEST_F(DeleteUnused, DoesNotTouchWhatWasPublishedAfterTheLoad) {
@@ -154,7 +154,7 @@ TEST_F(DeleteUnused, DoesNotTouchWhatWasPublishedAfterTheLoad) {
   addVersion(L"2.0.0.47");
   addVersion(L"2.0.0.44");
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 // ---- What is left alone
@@ -166,8 +166,8 @@ TEST_F(DeleteUnused, LeavesOtherDirectoriesAlone) {
   addVersion(L"2.0.0.46");
   load();
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), ElementsAre(skippedPlace(directory(L"2.0.0.46\\2.0.0.45")), skippedPlace(root()),
-                                         skippedPlace(directory(L"2.0.0.45a"))));
+  EXPECT_THAT(log_.lines(), ElementsAre(skippedPlace(directory(L"2.0.0.46\\2.0.0.45")), skippedPlace(root()),
+                                        skippedPlace(directory(L"2.0.0.45a"))));
 }
 
 TEST_F(DeleteUnused, NeverRemovesAModuleOfAnotherLetterCase) {
@@ -176,7 +176,7 @@ TEST_F(DeleteUnused, NeverRemovesAModuleOfAnotherLetterCase) {
   addVersion(L"2.0.0.46");
   load();
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 // The name is looked for anywhere in the path.
@@ -186,9 +186,9 @@ TEST_F(DeleteUnused, RemovesAModuleOfAnotherLetterCaseBelowADirectoryOfTheName) 
   copyFile(moduleFile(L"2.0.0.45"), tree.root() + L"\\2.0.0.45\\ZUIMPL.DLL");
   tree.addVersion(L"2.0.0.46", moduleFile(L"2.0.0.46"));
   load();
-  m_loader.deleteUnused({});
-  m_loader.unload();
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(tree.root() + L"\\2.0.0.45")));
+  loader_.deleteUnused({});
+  loader_.unload();
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(tree.root() + L"\\2.0.0.45")));
   EXPECT_FALSE(directoryExists(tree.root() + L"\\2.0.0.45"));
 }
 
@@ -199,14 +199,14 @@ TEST_F(DeleteUnused, LeavesAVersionAloneThatAnotherProcessHolds) {
   load();
   SecondProcess second;
   second.holdFile(held, FileShare::ReadWriteDelete);
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(skippedInUse(held), tried(directory(L"2.0.0.44"))));
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(skippedInUse(held), tried(directory(L"2.0.0.44"))));
   EXPECT_TRUE(fileExists(held));
 
-  m_log.clear();
+  log_.clear();
   second.releaseFiles();
   removeTree(directory(L"2.0.0.44"));
-  m_loader.deleteUnused({});
+  loader_.deleteUnused({});
   EXPECT_FALSE(directoryExists(directory(L"2.0.0.45")));
 }
 
@@ -223,36 +223,36 @@ TEST_F(DeleteUnused, OpensTheModuleForItselfAlone) {
         SetLastError(ERROR_SHARING_VIOLATION);
         return INVALID_HANDLE_VALUE;
       });
-  m_loader.deleteUnused({});
+  loader_.deleteUnused({});
   EXPECT_THAT(opened, ElementsAre(std::tuple(path, GENERIC_READ, 0u, false, DWORD{OPEN_EXISTING},
                                              DWORD{FILE_ATTRIBUTE_NORMAL}, nullptr)));
-  EXPECT_THAT(m_log.lines(), ElementsAre(skippedInUse(path)));
+  EXPECT_THAT(log_.lines(), ElementsAre(skippedInUse(path)));
 }
 
 TEST_F(DeleteUnused, LeavesALinkInsideAndItsTargetAlone) {
   addVersion(L"2.0.0.45");
   addVersion(L"2.0.0.46");
-  writeFile(m_tree.appPath() + L"\\foreign", "x");
+  writeFile(tree_.appPath() + L"\\foreign", "x");
   const std::wstring link = directory(L"2.0.0.45") + L"\\link";
-  linkDirectory(link, m_tree.appPath());
+  makeDirectoryLink(link, tree_.appPath());
   load();
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.0.45")), skippedLink(link),
-                                         notRemoved(L"145", directory(L"2.0.0.45"))));
-  EXPECT_TRUE(fileExists(m_tree.appPath() + L"\\foreign"));
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.0.45")), skippedLink(link),
+                                        notRemoved(L"145", directory(L"2.0.0.45"))));
+  EXPECT_TRUE(fileExists(tree_.appPath() + L"\\foreign"));
 }
 
 TEST_F(DeleteUnused, GoesOnAfterAVersionThatCannotBeRemovedWhole) {
   addVersion(L"2.0.0.44");
   addVersion(L"2.0.0.45");
   addVersion(L"2.0.0.46");
-  const std::wstring held = m_tree.addFile(L"2.0.0.45\\companion.dll", "x");
+  const std::wstring held = tree_.addFile(L"2.0.0.45\\companion.dll", "x");
   load();
   SecondProcess second;
   second.holdFile(held);
-  m_loader.deleteUnused({});
-  EXPECT_THAT(m_log.lines(), ElementsAre(tried(directory(L"2.0.0.45")), fileNotDeleted(L"32", held),
-                                         notRemoved(L"145", directory(L"2.0.0.45")), tried(directory(L"2.0.0.44"))));
+  loader_.deleteUnused({});
+  EXPECT_THAT(log_.lines(), ElementsAre(tried(directory(L"2.0.0.45")), fileNotDeleted(L"32", held),
+                                        notRemoved(L"145", directory(L"2.0.0.45")), tried(directory(L"2.0.0.44"))));
   EXPECT_FALSE(directoryExists(directory(L"2.0.0.44")));
 }
 
@@ -261,25 +261,25 @@ TEST_F(DeleteUnused, GoesOnAfterAVersionThatCannotBeRemovedWhole) {
 TEST_F(DeleteUnused, DoesNothingBeforeALoad) {
   addVersion(L"2.0.0.45");
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), ElementsAre(invokedInVain(L"false")));
+  EXPECT_THAT(log_.lines(), ElementsAre(invokedInVain(L"false")));
 }
 
 TEST_F(DeleteUnused, DoesNothingAfterUnloading) {
   addVersion(L"2.0.0.45");
   addVersion(L"2.0.0.46");
   load();
-  m_loader.unload();
+  loader_.unload();
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), ElementsAre(invokedInVain(L"false")));
+  EXPECT_THAT(log_.lines(), ElementsAre(invokedInVain(L"false")));
 }
 
 TEST_F(DeleteUnused, DoesNothingAfterALoadThatFailed) {
   add(L"1", L"null-object");
   add(L"2", L"no-export");
-  EXPECT_FALSE(m_loader.loadZuDll(m_object));
-  m_log.clear();
+  EXPECT_FALSE(loader_.loadZuDll(object_));
+  log_.clear();
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), ElementsAre(invokedInVain(L"false")));
+  EXPECT_THAT(log_.lines(), ElementsAre(invokedInVain(L"false")));
 }
 
 TEST_F(DeleteUnused, DoesNothingWithoutCandidates) {
@@ -287,11 +287,11 @@ TEST_F(DeleteUnused, DoesNothingWithoutCandidates) {
   load();
   {
     FailingImport<decltype(VerQueryValueW)> failing(self(), "VerQueryValueW", FALSE, {});
-    EXPECT_FALSE(m_loader.loadZuDll(m_object));
+    EXPECT_FALSE(loader_.loadZuDll(object_));
   }
-  m_log.clear();
+  log_.clear();
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(), ElementsAre(invokedInVain(L"true")));
+  EXPECT_THAT(log_.lines(), ElementsAre(invokedInVain(L"true")));
 }
 
 TEST_F(DeleteUnused, DoesNothingWithoutARoot) {
@@ -300,10 +300,9 @@ TEST_F(DeleteUnused, DoesNothingWithoutARoot) {
   load();
   const PluginLocation nowhere(L"", kError);
   expectNothingRemoved();
-  EXPECT_THAT(m_log.lines(),
-              ElementsAre(isLine("getCurrentDllDirectory",
-                                 L"Get current dll directory fail! GetModuleFileName error: 2147483653"),
-                          isLine("deleteUnused", L"deleteUnused invoke fail! Root directory is empty.")));
+  EXPECT_THAT(log_.lines(), ElementsAre(isLine("getCurrentDllDirectory",
+                                               L"Get current dll directory fail! GetModuleFileName error: 2147483653"),
+                                        isLine("deleteUnused", L"deleteUnused invoke fail! Root directory is empty.")));
 }
 
 // ---- The lock
@@ -318,16 +317,16 @@ class CleanupLock : public DeleteUnused {
   }
 
   void expectRemoval() {
-    m_loader.deleteUnused({});
+    loader_.deleteUnused({});
     EXPECT_FALSE(directoryExists(directory(L"2.0.0.45")));
   }
 
   void expectSilence() {
     expectNothingRemoved();
-    EXPECT_THAT(m_log.lines(), IsEmpty());
+    EXPECT_THAT(log_.lines(), IsEmpty());
   }
 
-  SecondProcess m_second;
+  SecondProcess second_;
 };
 
 TEST_F(CleanupLock, IsHeldDuringThePassAndNoLonger) {
@@ -335,25 +334,25 @@ TEST_F(CleanupLock, IsHeldDuringThePassAndNoLonger) {
   {
     ImportHook<decltype(RemoveDirectoryW)> hook(self(), "RemoveDirectoryW",
                                                 [&](auto* original, const wchar_t* path) -> BOOL {
-                                                  during = m_second.tryMutex(kMutex);
+                                                  during = second_.tryMutex(kMutex);
                                                   return original(path);
                                                 });
     expectRemoval();
   }
   EXPECT_EQ(during, MutexState::Taken);
-  EXPECT_EQ(m_second.tryMutex(kMutex), MutexState::Missing);
+  EXPECT_EQ(second_.tryMutex(kMutex), MutexState::Missing);
 }
 
 TEST_F(CleanupLock, IsReleasedAndNotOnlyClosed) {
   const MutexHandle kept(CreateMutexW(nullptr, FALSE, kMutex.c_str()));
   expectRemoval();
-  EXPECT_EQ(m_second.tryMutex(kMutex), MutexState::Free);
+  EXPECT_EQ(second_.tryMutex(kMutex), MutexState::Free);
 }
 
 TEST_F(CleanupLock, IsNotTakenWhenThereIsNothingToDo) {
-  m_loader.unload();
+  loader_.unload();
   FailingImport<decltype(CreateMutexW)> made(self(), "CreateMutexW", nullptr, {});
-  m_loader.deleteUnused({});
+  loader_.deleteUnused({});
   EXPECT_EQ(made.calls(), 0u);
 }
 
@@ -379,15 +378,15 @@ TEST_F(CleanupLock, IsMadeUnownedWithItsNameAndWaitedForThirtySeconds) {
 
 TEST_F(CleanupLock, IsTakenOverWhenItsOwnerDied) {
   const MutexHandle kept(CreateMutexW(nullptr, FALSE, kMutex.c_str()));
-  ASSERT_EQ(m_second.lockMutex(kMutex), MutexState::Free);
-  m_second.die();
+  ASSERT_EQ(second_.lockMutex(kMutex), MutexState::Free);
+  second_.die();
   expectRemoval();
   SecondProcess third;
   EXPECT_EQ(third.tryMutex(kMutex), MutexState::Free);
 }
 
 TEST_F(CleanupLock, IsGivenUpInSilenceWhenAnotherProcessKeepsIt) {
-  ASSERT_EQ(m_second.lockMutex(kMutex), MutexState::Free);
+  ASSERT_EQ(second_.lockMutex(kMutex), MutexState::Free);
   FailingImport<decltype(ReleaseMutex)> released(self(), "ReleaseMutex", FALSE, {});
   std::vector<DWORD> results;
   {
@@ -402,8 +401,8 @@ TEST_F(CleanupLock, IsGivenUpInSilenceWhenAnotherProcessKeepsIt) {
   }
   EXPECT_THAT(results, ElementsAre(DWORD{WAIT_TIMEOUT}));
   EXPECT_EQ(released.calls(), 0u);
-  m_second.releaseMutex(kMutex);
-  EXPECT_EQ(m_second.tryMutex(kMutex), MutexState::Missing);  // nothing was left open here
+  second_.releaseMutex(kMutex);
+  EXPECT_EQ(second_.tryMutex(kMutex), MutexState::Missing);  // nothing was left open here
 }
 
 TEST_F(CleanupLock, IsGivenUpInSilenceWhenTheWaitFails) {
@@ -414,7 +413,7 @@ TEST_F(CleanupLock, IsGivenUpInSilenceWhenTheWaitFails) {
   expectSilence();
   EXPECT_EQ(failing.failures(), 1u);
   EXPECT_EQ(released.calls(), 0u);
-  EXPECT_EQ(m_second.tryMutex(kMutex), MutexState::Missing);
+  EXPECT_EQ(second_.tryMutex(kMutex), MutexState::Missing);
 }
 
 TEST_F(CleanupLock, IsGivenUpInSilenceWhenItCannotBeMade) {
@@ -424,12 +423,12 @@ TEST_F(CleanupLock, IsGivenUpInSilenceWhenItCannotBeMade) {
 }
 
 TEST_F(CleanupLock, IsWaitedForWhileAnotherProcessCleansUp) {
-  ASSERT_EQ(m_second.lockMutex(kMutex), MutexState::Free);
+  ASSERT_EQ(second_.lockMutex(kMutex), MutexState::Free);
   ImportHook<decltype(WaitForSingleObject)> hook(self(), "WaitForSingleObject",
                                                  [&](auto* original, HANDLE handle, DWORD milliseconds) -> DWORD {
                                                    if (milliseconds != 30000) return original(handle, milliseconds);
                                                    EXPECT_EQ(original(handle, 20), DWORD{WAIT_TIMEOUT});
-                                                   m_second.exit();
+                                                   second_.exit();
                                                    return original(handle, milliseconds);
                                                  });
   expectRemoval();
@@ -446,49 +445,49 @@ TEST_F(CleanupLock, LeavesNoHandleOpen) {
 
 class DeleteDirectory : public testing::Test {
  protected:
-  InstallTree m_tree;
-  std::wstring m_directory = joinPath(m_tree.root(), L"2.0.0.45");
-  LogCapture m_log;
+  InstallTree tree_;
+  std::wstring directory_ = joinPath(tree_.root(), L"2.0.0.45");
+  LogCapture log_;
 };
 
 TEST_F(DeleteDirectory, RemovesTheWholeTreeInSilence) {
-  m_tree.addFile(L"2.0.0.45\\one\\two\\file", "x");
-  EXPECT_TRUE(ZuDllLoader::deleteDirectory(m_directory));
-  m_tree.addFile(L"2.0.0.45\\one\\file", "x");
-  EXPECT_TRUE(ZuDllLoader::deleteDirectory(m_directory + L"\\"));
-  EXPECT_THAT(m_tree.list(), IsEmpty());
-  EXPECT_THAT(m_log.lines(), IsEmpty());
+  tree_.addFile(L"2.0.0.45\\one\\two\\file", "x");
+  EXPECT_TRUE(ZuDllLoader::deleteDirectory(directory_));
+  tree_.addFile(L"2.0.0.45\\one\\file", "x");
+  EXPECT_TRUE(ZuDllLoader::deleteDirectory(directory_ + L"\\"));
+  EXPECT_THAT(tree_.list(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(DeleteDirectory, LogsADirectoryThatCannotBeListed) {
-  EXPECT_FALSE(ZuDllLoader::deleteDirectory(m_directory));
-  EXPECT_FALSE(ZuDllLoader::deleteDirectory(m_directory + L"\\"));
-  EXPECT_THAT(m_log.lines(), ElementsAre(notListed(L"3", m_directory), notListed(L"3", m_directory + L"\\")));
+  EXPECT_FALSE(ZuDllLoader::deleteDirectory(directory_));
+  EXPECT_FALSE(ZuDllLoader::deleteDirectory(directory_ + L"\\"));
+  EXPECT_THAT(log_.lines(), ElementsAre(notListed(L"3", directory_), notListed(L"3", directory_ + L"\\")));
 }
 
 TEST_F(DeleteDirectory, ShowsErrorsUnsigned) {
-  const std::wstring file = m_tree.addFile(L"2.0.0.45\\file", "x");
-  makeDirectories(m_directory + L"\\inner");
+  const std::wstring file = tree_.addFile(L"2.0.0.45\\file", "x");
+  makeDirectories(directory_ + L"\\inner");
   const HMODULE self = GetModuleHandleW(nullptr);
   FailingImport<decltype(DeleteFileW)> kept(self, "DeleteFileW", FALSE, {.lastError = kError});
   FailingImport<decltype(RemoveDirectoryW)> removed(self, "RemoveDirectoryW", FALSE,
                                                     {.lastError = kError, .callCount = kEveryCall},
-                                                    [&](const wchar_t* path) { return path == m_directory; });
+                                                    [&](const wchar_t* path) { return path == directory_; });
   FailingImport<decltype(FindFirstFileW)> listed(
       self, "FindFirstFileW", INVALID_HANDLE_VALUE, {.lastError = kError},
-      [&](const wchar_t* pattern, WIN32_FIND_DATAW*) { return pattern == m_directory + L"\\inner\\*"; });
-  EXPECT_FALSE(ZuDllLoader::deleteDirectory(m_directory));
-  EXPECT_THAT(m_log.lines(), testing::UnorderedElementsAre(fileNotDeleted(L"2147483653", file),
-                                                           notListed(L"2147483653", m_directory + L"\\inner"),
-                                                           notRemoved(L"2147483653", m_directory)));
+      [&](const wchar_t* pattern, WIN32_FIND_DATAW*) { return pattern == directory_ + L"\\inner\\*"; });
+  EXPECT_FALSE(ZuDllLoader::deleteDirectory(directory_));
+  EXPECT_THAT(log_.lines(), testing::UnorderedElementsAre(fileNotDeleted(L"2147483653", file),
+                                                          notListed(L"2147483653", directory_ + L"\\inner"),
+                                                          notRemoved(L"2147483653", directory_)));
 }
 
 TEST_F(DeleteDirectory, FailsWhenALinkStays) {
-  makeDirectories(m_directory);
-  linkDirectory(m_directory + L"\\link", m_tree.appPath());
-  EXPECT_FALSE(ZuDllLoader::deleteDirectory(m_directory));
-  EXPECT_THAT(m_log.lines(), ElementsAre(skippedLink(m_directory + L"\\link"), notRemoved(L"145", m_directory)));
-  EXPECT_TRUE(directoryExists(m_tree.appPath()));
+  makeDirectories(directory_);
+  makeDirectoryLink(directory_ + L"\\link", tree_.appPath());
+  EXPECT_FALSE(ZuDllLoader::deleteDirectory(directory_));
+  EXPECT_THAT(log_.lines(), ElementsAre(skippedLink(directory_ + L"\\link"), notRemoved(L"145", directory_)));
+  EXPECT_TRUE(directoryExists(tree_.appPath()));
 }
 
 }  // namespace

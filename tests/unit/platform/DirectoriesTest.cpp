@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "DirectoryLink.h"
 #include "support/InstallTree.h"
+#include "support/Wine.h"
 
 namespace zuvia::test {
 namespace {
@@ -31,7 +31,7 @@ TEST(IsDirectory, TellsDirectoriesFromFilesAndNothing) {
   const InstallTree tree;
   const std::wstring file = tree.addFile(L"file", "x");
   const std::wstring link = tree.root() + L"\\link";
-  linkDirectory(link, tree.appPath());
+  makeDirectoryLink(link, tree.appPath());
 
   EXPECT_TRUE(isDirectory(tree.root()));
   EXPECT_TRUE(isDirectory(link));

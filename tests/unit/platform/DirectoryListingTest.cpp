@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "DirectoryLink.h"
 #include "ScriptedListing.h"
 #include "support/HandleCount.h"
 #include "support/ImportHook.h"
 #include "support/InstallTree.h"
 #include "support/WideText.h"
+#include "support/Wine.h"
 
 namespace zuvia::test {
 namespace {
@@ -49,7 +49,7 @@ TEST(DirectoryListing, TellsTheAttributes) {
   ASSERT_TRUE(directory.next());
   EXPECT_TRUE(isPlainDirectory(directory.attributes()));
 
-  linkDirectory(tree.root() + L"\\link", tree.appPath());
+  makeDirectoryLink(tree.root() + L"\\link", tree.appPath());
   DirectoryListing link(tree.root() + L"\\link*");
   ASSERT_TRUE(link.next());
   EXPECT_EQ(link.attributes() & 0x410, 0x410u);

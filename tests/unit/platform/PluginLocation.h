@@ -14,34 +14,34 @@ class PluginLocation {
  public:
   // path: complete with the file name; "" makes every question fail with that error code.
   explicit PluginLocation(std::wstring path, DWORD error = ERROR_SUCCESS)
-      : m_path(std::move(path)),
-        m_error(error),
-        m_hook(GetModuleHandleW(nullptr), "GetModuleFileNameW",
-               [this](auto* original, HMODULE module, wchar_t* name, DWORD size) -> DWORD {
-                 return module == GetModuleHandleW(nullptr) ? answer(name, size) : original(module, name, size);
-               }) {}
+      : path_(std::move(path)),
+        error_(error),
+        hook_(GetModuleHandleW(nullptr), "GetModuleFileNameW",
+              [this](auto* original, HMODULE module, wchar_t* name, DWORD size) -> DWORD {
+                return module == GetModuleHandleW(nullptr) ? answer(name, size) : original(module, name, size);
+              }) {}
 
-  const std::wstring& path() const { return m_path; }
+  const std::wstring& path() const { return path_; }
 
  private:
   // As the system answers: what does not fit is cut off, and then nothing terminates it.
   DWORD answer(wchar_t* name, DWORD size) const {
-    if (m_path.empty()) {
-      SetLastError(m_error);
+    if (path_.empty()) {
+      SetLastError(error_);
       return 0;
     }
-    if (m_path.size() >= size) {
-      m_path.copy(name, size);
+    if (path_.size() >= size) {
+      path_.copy(name, size);
       SetLastError(ERROR_INSUFFICIENT_BUFFER);
       return size;
     }
-    name[m_path.copy(name, m_path.size())] = L'\0';
-    return static_cast<DWORD>(m_path.size());
+    name[path_.copy(name, path_.size())] = L'\0';
+    return static_cast<DWORD>(path_.size());
   }
 
-  std::wstring m_path;
-  DWORD m_error;
-  ImportHook<decltype(GetModuleFileNameW)> m_hook;
+  std::wstring path_;
+  DWORD error_;
+  ImportHook<decltype(GetModuleFileNameW)> hook_;
 };
 
 }  // namespace zuvia::test

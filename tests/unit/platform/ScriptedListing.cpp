@@ -3,20 +3,20 @@
 namespace zuvia::test {
 
 ScriptedListing::ScriptedListing(Script script)
-    : m_script(std::move(script)),
-      m_first(GetModuleHandleW(nullptr), "FindFirstFileW",
-              [this](auto* original, const wchar_t* pattern, WIN32_FIND_DATAW* data) -> HANDLE {
-                const auto found = m_script.find(pattern);
-                return found == m_script.end() ? original(pattern, data) : begin(found->second, data);
-              }),
-      m_next(GetModuleHandleW(nullptr), "FindNextFileW",
-             [this](auto* original, HANDLE handle, WIN32_FIND_DATAW* data) -> BOOL {
-               return isOwn(handle) ? fill(*m_listings.at(handle), data) : original(handle, data);
+    : script_(std::move(script)),
+      first_(GetModuleHandleW(nullptr), "FindFirstFileW",
+             [this](auto* original, const wchar_t* pattern, WIN32_FIND_DATAW* data) -> HANDLE {
+               const auto found = script_.find(pattern);
+               return found == script_.end() ? original(pattern, data) : begin(found->second, data);
              }),
-      m_close(GetModuleHandleW(nullptr), "FindClose", [this](auto* original, HANDLE handle) -> BOOL {
+      next_(GetModuleHandleW(nullptr), "FindNextFileW",
+            [this](auto* original, HANDLE handle, WIN32_FIND_DATAW* data) -> BOOL {
+              return isOwn(handle) ? fill(*listings_.at(handle), data) : original(handle, data);
+            }),
+      close_(GetModuleHandleW(nullptr), "FindClose", [this](auto* original, HANDLE handle) -> BOOL {
         if (!isOwn(handle)) return original(handle);
-        m_listings.erase(handle);
-        ++m_closed;
+        listings_.erase(handle);
+        ++closed_;
         return TRUE;
       }) {}
 
@@ -26,9 +26,9 @@ HANDLE ScriptedListing::begin(const std::vector<Entry>& entries, WIN32_FIND_DATA
     SetLastError(ERROR_PATH_NOT_FOUND);
     return INVALID_HANDLE_VALUE;
   }
-  ++m_begun;
+  ++begun_;
   HANDLE handle = listing.get();
-  m_listings[handle] = std::move(listing);
+  listings_[handle] = std::move(listing);
   return handle;
 }
 

@@ -28,8 +28,8 @@ class ScriptedListing {
   explicit ScriptedListing(Script script);
 
   // How many listings were begun, and how many of them were ended with FindClose.
-  std::size_t begun() const { return m_begun; }
-  std::size_t closed() const { return m_closed; }
+  std::size_t begun() const { return begun_; }
+  std::size_t closed() const { return closed_; }
 
  private:
   // The handle of a listing is its address.
@@ -40,15 +40,15 @@ class ScriptedListing {
 
   HANDLE begin(const std::vector<Entry>& entries, WIN32_FIND_DATAW* data);
   static bool fill(Listing& listing, WIN32_FIND_DATAW* data);
-  bool isOwn(HANDLE handle) const { return m_listings.contains(handle); }
+  bool isOwn(HANDLE handle) const { return listings_.contains(handle); }
 
-  Script m_script;
-  std::map<HANDLE, std::unique_ptr<Listing>> m_listings;
-  std::size_t m_begun = 0;
-  std::size_t m_closed = 0;
-  ImportHook<decltype(FindFirstFileW)> m_first;
-  ImportHook<decltype(FindNextFileW)> m_next;
-  ImportHook<decltype(FindClose)> m_close;
+  Script script_;
+  std::map<HANDLE, std::unique_ptr<Listing>> listings_;
+  std::size_t begun_ = 0;
+  std::size_t closed_ = 0;
+  ImportHook<decltype(FindFirstFileW)> first_;
+  ImportHook<decltype(FindNextFileW)> next_;
+  ImportHook<decltype(FindClose)> close_;
 };
 
 }  // namespace zuvia::test

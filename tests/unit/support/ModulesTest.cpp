@@ -23,14 +23,14 @@ using testing::Pair;
 
 class Module {
  public:
-  explicit Module(const std::wstring& path) : m_handle(LoadLibraryW(path.c_str())) {}
+  explicit Module(const std::wstring& path) : handle_(LoadLibraryW(path.c_str())) {}
   ~Module() {
-    if (m_handle != nullptr) FreeLibrary(m_handle);
+    if (handle_ != nullptr) FreeLibrary(handle_);
   }
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
 
-  bool loaded() const { return m_handle != nullptr; }
+  bool loaded() const { return handle_ != nullptr; }
   CreateImplFunction* createImpl() const { return function<CreateImplFunction>("createImpl"); }
   std::string record() const { return function<const char*()>("testRecord")(); }
   IWxMonitor* monitor() const { return static_cast<IWxMonitor*>(createImpl()()->queryInterface(IID_IWxMonitor)); }
@@ -38,10 +38,10 @@ class Module {
  private:
   template <typename Function>
   Function* function(const char* name) const {
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(m_handle, name)));
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(handle_, name)));
   }
 
-  HMODULE m_handle;
+  HMODULE handle_;
 };
 
 std::string versionOf(const std::wstring& path) {
