@@ -26,7 +26,7 @@ class BadInputTest : public PluginTest {
 
   void begin() {
     load();
-    m_before = tree.list();
+    before_ = tree.list();
   }
 
   // Has the service answer this, as it is, and waits for the line.
@@ -70,7 +70,7 @@ class BadInputTest : public PluginTest {
     EXPECT_STREQ(loader().getVersion(), "2.0.0.45");
     EXPECT_EQ(send("echo", "still here"), "still here");
     entry().onUnload();
-    EXPECT_EQ(describeChanges(m_before, tree.list()), "");
+    EXPECT_EQ(describeChanges(before_, tree.list()), "");
     EXPECT_THAT(events(), IsEmpty());
     const std::wstring downloads = cachePath(L"update");
     if (directoryExists(downloads)) {
@@ -83,7 +83,7 @@ class BadInputTest : public PluginTest {
     }
   }
 
-  TreeListing m_before;
+  TreeListing before_;
 };
 
 // ---- Host information

@@ -18,32 +18,32 @@ using testing::Eq;
 class VariablesRead {
  public:
   explicit VariablesRead(HMODULE module)
-      : m_getenv(module, "getenv", [this](auto* original, const char* name) { return add(name), original(name); }),
-        m_narrow(module, "GetEnvironmentVariableA",
-                 [this](auto* original, const char* name, char* value, DWORD size) {
-                   return add(name), original(name, value, size);
-                 }),
-        m_wide(module, "GetEnvironmentVariableW",
-               [this](auto* original, const wchar_t* name, wchar_t* value, DWORD size) {
-                 return add(toUtf8(name)), original(name, value, size);
-               }) {}
+      : getenv_(module, "getenv", [this](auto* original, const char* name) { return add(name), original(name); }),
+        narrow_(module, "GetEnvironmentVariableA",
+                [this](auto* original, const char* name, char* value, DWORD size) {
+                  return add(name), original(name, value, size);
+                }),
+        wide_(module, "GetEnvironmentVariableW",
+              [this](auto* original, const wchar_t* name, wchar_t* value, DWORD size) {
+                return add(toUtf8(name)), original(name, value, size);
+              }) {}
 
   std::set<std::string> names() const {
-    const std::lock_guard lock(m_mutex);
-    return m_names;
+    const std::lock_guard lock(mutex_);
+    return names_;
   }
 
  private:
   void add(const std::string& name) {
-    const std::lock_guard lock(m_mutex);
-    m_names.insert(name);
+    const std::lock_guard lock(mutex_);
+    names_.insert(name);
   }
 
-  mutable std::mutex m_mutex;
-  std::set<std::string> m_names;
-  ImportHook<char*(const char*)> m_getenv;
-  ImportHook<decltype(GetEnvironmentVariableA)> m_narrow;
-  ImportHook<decltype(GetEnvironmentVariableW)> m_wide;
+  mutable std::mutex mutex_;
+  std::set<std::string> names_;
+  ImportHook<char*(const char*)> getenv_;
+  ImportHook<decltype(GetEnvironmentVariableA)> narrow_;
+  ImportHook<decltype(GetEnvironmentVariableW)> wide_;
 };
 
 // Every test is a process of its own, and so is its environment.

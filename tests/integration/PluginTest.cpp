@@ -79,15 +79,15 @@ void PluginTest::serveEntry(const std::string& entry) {
 void PluginTest::load() {
   if (!fileExists(modulePath(L"2.0.0.45"))) addVersion(L"2.0.0.45");
   monitor().addListener([this](const char* name, const char* data) {
-    const std::lock_guard lock(m_mutex);
-    m_events.push_back({std::string(name) + '=' + data, GetCurrentThreadId()});
-    m_raised.notify_all();
+    const std::lock_guard lock(mutex_);
+    events_.push_back({std::string(name) + '=' + data, GetCurrentThreadId()});
+    raised_.notify_all();
   });
   entry().onLoaded("C:\\host");
   ASSERT_TRUE(loader().isLoaded());
   log.clear();
-  const std::lock_guard lock(m_mutex);
-  m_events.clear();
+  const std::lock_guard lock(mutex_);
+  events_.clear();
 }
 
 void PluginTest::exchange() {
@@ -97,19 +97,19 @@ void PluginTest::exchange() {
 }
 
 unsigned long PluginTest::waitForEvent(const std::string& text, unsigned milliseconds) {
-  std::unique_lock lock(m_mutex);
-  auto found = m_events.end();
-  m_raised.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] {
-    found = std::ranges::find(m_events, text, &Event::text);
-    return found != m_events.end();
+  std::unique_lock lock(mutex_);
+  auto found = events_.end();
+  raised_.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] {
+    found = std::ranges::find(events_, text, &Event::text);
+    return found != events_.end();
   });
-  return found == m_events.end() ? 0 : found->threadId;
+  return found == events_.end() ? 0 : found->threadId;
 }
 
 std::vector<std::string> PluginTest::events() const {
-  const std::lock_guard lock(m_mutex);
+  const std::lock_guard lock(mutex_);
   std::vector<std::string> texts;
-  for (const Event& event : m_events) texts.push_back(event.text);
+  for (const Event& event : events_) texts.push_back(event.text);
   return texts;
 }
 

@@ -103,9 +103,9 @@ class PluginTest : public testing::Test {
   IPluginEntryPoint* plugin = create();
 
  private:
-  mutable std::mutex m_mutex;
-  std::condition_variable m_raised;
-  std::vector<Event> m_events;
+  mutable std::mutex mutex_;
+  std::condition_variable raised_;
+  std::vector<Event> events_;
 };
 
 }  // namespace zuvia::test

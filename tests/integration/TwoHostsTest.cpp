@@ -25,17 +25,17 @@ class TwoHostsTest : public PluginTest {
   class Host {
    public:
     explicit Host(const InstallTree& tree)
-        : m_process(programDirectory() + L"\\zuhost.exe", {L"--json", L"--plugin", tree.pluginPath()}) {}
+        : process_(programDirectory() + L"\\zuhost.exe", {L"--json", L"--plugin", tree.pluginPath()}) {}
 
     // Sends a command, and returns its answer.
     std::string ask(const std::string& command, const std::string& answer) {
-      EXPECT_TRUE(m_process.writeLine(command));
-      return m_process.readUntil([&](const std::string& line) { return line.starts_with("{\"" + answer + '"'); }, 20000)
+      EXPECT_TRUE(process_.writeLine(command));
+      return process_.readUntil([&](const std::string& line) { return line.starts_with("{\"" + answer + '"'); }, 20000)
           .value_or("no answer");
     }
 
    private:
-    ChildProcess m_process;
+    ChildProcess process_;
   };
 
   // Loads and has the version 2.0.0.47 offered.

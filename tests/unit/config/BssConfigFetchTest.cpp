@@ -472,7 +472,7 @@ TEST_F(BssConfigUnreachable, IsAServiceWithoutAnAddress) {
 class TransferClock {
  public:
   // Sets how long after the beginning it is.
-  void set(std::chrono::milliseconds since) { m_since = since.count(); }
+  void set(std::chrono::milliseconds since) { since_ = since.count(); }
 
  private:
   static LONGLONG frequency() {
@@ -481,15 +481,15 @@ class TransferClock {
     return frequency.QuadPart;
   }
 
-  const DWORD m_thread = GetCurrentThreadId();
-  const LONGLONG m_ticksPerMillisecond = frequency() / 1000;
-  std::atomic<LONGLONG> m_since = 0;
-  ImportHook<decltype(QueryPerformanceCounter)> m_hook{
-      GetModuleHandleW(nullptr), "QueryPerformanceCounter", [this](auto* original, LARGE_INTEGER* counter) -> BOOL {
-        if (GetCurrentThreadId() != m_thread) return original(counter);
-        counter->QuadPart = (1'000'000 + m_since) * m_ticksPerMillisecond;
-        return TRUE;
-      }};
+  const DWORD thread_ = GetCurrentThreadId();
+  const LONGLONG ticksPerMillisecond_ = frequency() / 1000;
+  std::atomic<LONGLONG> since_ = 0;
+  ImportHook<decltype(QueryPerformanceCounter)> hook_{GetModuleHandleW(nullptr), "QueryPerformanceCounter",
+                                                      [this](auto* original, LARGE_INTEGER* counter) -> BOOL {
+                                                        if (GetCurrentThreadId() != thread_) return original(counter);
+                                                        counter->QuadPart = (1'000'000 + since_) * ticksPerMillisecond_;
+                                                        return TRUE;
+                                                      }};
 };
 
 class BssConfigTimeout : public BssConfigFetch {

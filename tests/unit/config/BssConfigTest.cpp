@@ -34,53 +34,53 @@ constexpr int64_t kStart = 1'700'000'000 * FakeClock::kSecond;
 // client is called back with and asks for is in the journal.
 class HeldPool {
  public:
-  int created() const { return m_created; }
-  int submitted() const { return m_submitted; }
-  void* context() const { return m_context; }
+  int created() const { return created_; }
+  int submitted() const { return submitted_; }
+  void* context() const { return context_; }
 
   // Calls the client's own callback, as the pool would.
-  void callBack(void* context) const { m_callback(nullptr, context, nullptr); }
+  void callBack(void* context) const { callback_(nullptr, context, nullptr); }
 
   // Submits while the client waits for its callbacks, after it has said that it stops.
-  void runPendingOneWhileStopping() { m_pending = true; }
+  void runPendingOneWhileStopping() { pending_ = true; }
 
  private:
   static HMODULE self() { return GetModuleHandleW(nullptr); }
 
   PTP_WORK create(decltype(CreateThreadpoolWork)* original, PTP_WORK_CALLBACK callback, void* context,
                   PTP_CALLBACK_ENVIRON environment) {
-    ++m_created;
-    m_callback = callback;
-    m_context = context;
+    ++created_;
+    callback_ = callback;
+    context_ = context;
     Journal::instance().add(environment == nullptr ? "work made" : "work made in an environment");
     return original(callback, context, environment);
   }
 
   void wait(decltype(WaitForThreadpoolWorkCallbacks)* original, PTP_WORK work, BOOL cancel) {
     Journal::instance().add(cancel ? "callbacks cancelled" : "callbacks waited for");
-    if (m_pending) SubmitThreadpoolWork(work);
+    if (pending_) SubmitThreadpoolWork(work);
     original(work, cancel);
   }
 
-  std::atomic<int> m_created = 0;
-  std::atomic<int> m_submitted = 0;
-  std::atomic<bool> m_pending = false;
-  PTP_WORK_CALLBACK m_callback = nullptr;
-  void* m_context = nullptr;
+  std::atomic<int> created_ = 0;
+  std::atomic<int> submitted_ = 0;
+  std::atomic<bool> pending_ = false;
+  PTP_WORK_CALLBACK callback_ = nullptr;
+  void* context_ = nullptr;
 
-  ImportHook<decltype(CreateThreadpoolWork)> m_create{
+  ImportHook<decltype(CreateThreadpoolWork)> create_{
       self(), "CreateThreadpoolWork", [this](auto* original, auto... args) { return create(original, args...); }};
-  ImportHook<decltype(SubmitThreadpoolWork)> m_submit{self(), "SubmitThreadpoolWork",
-                                                      [this](auto* original, PTP_WORK work) {
-                                                        ++m_submitted;
-                                                        if (m_pending) original(work);
-                                                      }};
-  ImportHook<decltype(WaitForThreadpoolWorkCallbacks)> m_wait{
+  ImportHook<decltype(SubmitThreadpoolWork)> submit_{self(), "SubmitThreadpoolWork",
+                                                     [this](auto* original, PTP_WORK work) {
+                                                       ++submitted_;
+                                                       if (pending_) original(work);
+                                                     }};
+  ImportHook<decltype(WaitForThreadpoolWorkCallbacks)> wait_{
       self(), "WaitForThreadpoolWorkCallbacks", [this](auto* original, auto... args) { wait(original, args...); }};
-  ImportHook<decltype(CloseThreadpoolWork)> m_close{self(), "CloseThreadpoolWork", [](auto* original, PTP_WORK work) {
-                                                      Journal::instance().add("work closed");
-                                                      original(work);
-                                                    }};
+  ImportHook<decltype(CloseThreadpoolWork)> close_{self(), "CloseThreadpoolWork", [](auto* original, PTP_WORK work) {
+                                                     Journal::instance().add("work closed");
+                                                     original(work);
+                                                   }};
 };
 
 class BssConfigTest : public test::ConfigTest {
@@ -205,14 +205,14 @@ bool isCurlMutex(const wchar_t* name) {
 // The curl mutex cannot be had here, so that every fetch ends at once in a line of its own.
 class FetchesThatEndAtOnce {
  public:
-  size_t count() const { return m_failing.failures(); }
+  size_t count() const { return failing_.failures(); }
 
  private:
-  FailingImport<decltype(CreateMutexW)> m_failing{GetModuleHandleW(nullptr),
-                                                  "CreateMutexW",
-                                                  nullptr,
-                                                  {.callCount = kEveryCall},
-                                                  [](auto*, BOOL, const wchar_t* name) { return isCurlMutex(name); }};
+  FailingImport<decltype(CreateMutexW)> failing_{GetModuleHandleW(nullptr),
+                                                 "CreateMutexW",
+                                                 nullptr,
+                                                 {.callCount = kEveryCall},
+                                                 [](auto*, BOOL, const wchar_t* name) { return isCurlMutex(name); }};
 };
 
 TEST_F(BssConfigTest, FetchesWhenItIsCalledBack) {

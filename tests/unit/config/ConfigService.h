@@ -17,7 +17,7 @@ inline constexpr const char* kTestUrl = "https://localhost:18443/configs/pc/post
 class ConfigService {
  public:
   explicit ConfigService(const TestServerOptions& options = {}, bool trusted = true) : server(options) {
-    if (trusted) m_trusted = std::make_unique<TrustedRoot>(server.rootPem());
+    if (trusted) trusted_ = std::make_unique<TrustedRoot>(server.rootPem());
   }
 
   void expectPost(Answer answer) { server.expect("POST", kServicePath, std::move(answer)); }
@@ -25,8 +25,8 @@ class ConfigService {
   TestServer server;
 
  private:
-  std::unique_ptr<TrustedRoot> m_trusted;
-  ServiceRedirection m_redirection{server.port()};
+  std::unique_ptr<TrustedRoot> trusted_;
+  ServiceRedirection redirection_{server.port()};
 };
 
 }  // namespace zuvia::test

@@ -14,18 +14,18 @@ class FakeClock {
  public:
   static constexpr int64_t kSecond = 10'000'000;
 
-  explicit FakeClock(int64_t ticks) : m_ticks(ticks) {}
+  explicit FakeClock(int64_t ticks) : ticks_(ticks) {}
 
-  void set(int64_t ticks) { m_ticks = ticks; }
-  void advance(int64_t ticks) { m_ticks += ticks; }
+  void set(int64_t ticks) { ticks_ = ticks; }
+  void advance(int64_t ticks) { ticks_ += ticks; }
 
  private:
   static constexpr int64_t kTicksFrom1601To1970 = 11'644'473'600 * kSecond;
 
-  std::atomic<int64_t> m_ticks;
-  ImportHook<decltype(GetSystemTimeAsFileTime)> m_hook{
+  std::atomic<int64_t> ticks_;
+  ImportHook<decltype(GetSystemTimeAsFileTime)> hook_{
       GetModuleHandleW(nullptr), "GetSystemTimeAsFileTime", [this](auto*, LPFILETIME time) {
-        const auto ticks = static_cast<uint64_t>(m_ticks + kTicksFrom1601To1970);
+        const auto ticks = static_cast<uint64_t>(ticks_ + kTicksFrom1601To1970);
         time->dwLowDateTime = static_cast<DWORD>(ticks);
         time->dwHighDateTime = static_cast<DWORD>(ticks >> 32);
       }};

@@ -16,24 +16,24 @@ class Journal {
   }
 
   void add(std::string event) {
-    const std::lock_guard lock(m_mutex);
-    m_events.push_back(std::move(event));
+    const std::lock_guard lock(mutex_);
+    events_.push_back(std::move(event));
   }
 
   std::vector<std::string> events() const {
-    const std::lock_guard lock(m_mutex);
-    return m_events;
+    const std::lock_guard lock(mutex_);
+    return events_;
   }
 
   // Forgets what happened so far.
   void clear() {
-    const std::lock_guard lock(m_mutex);
-    m_events.clear();
+    const std::lock_guard lock(mutex_);
+    events_.clear();
   }
 
  private:
-  mutable std::mutex m_mutex;
-  std::vector<std::string> m_events;
+  mutable std::mutex mutex_;
+  std::vector<std::string> events_;
 };
 
 }  // namespace zuvia::test

@@ -35,31 +35,31 @@ void fill(Info& info, DWORD major, DWORD minor, DWORD build) {
 class Kernel {
  public:
   explicit Kernel(OSVERSIONINFOEXW answer, LONG status = 0)
-      : m_hook(self(), "ntdll.dll", "RtlGetVersion", [this, answer, status](auto*, OSVERSIONINFOEXW* info) {
-          m_asked = *info;
+      : hook_(self(), "ntdll.dll", "RtlGetVersion", [this, answer, status](auto*, OSVERSIONINFOEXW* info) {
+          asked_ = *info;
           *info = answer;
           return status;
         }) {}
 
-  const OSVERSIONINFOEXW& asked() const { return m_asked; }
+  const OSVERSIONINFOEXW& asked() const { return asked_; }
 
  private:
-  OSVERSIONINFOEXW m_asked = {};
-  LookupHook<RtlGetVersionFunction> m_hook;
+  OSVERSIONINFOEXW asked_ = {};
+  LookupHook<RtlGetVersionFunction> hook_;
 };
 
 // The ordinary query's answer: Windows 6.2 build 9200.
 class OrdinaryQuery {
  public:
-  const std::optional<OSVERSIONINFOW>& asked() const { return m_asked; }
+  const std::optional<OSVERSIONINFOW>& asked() const { return asked_; }
 
  private:
-  std::optional<OSVERSIONINFOW> m_asked;
-  ImportHook<decltype(GetVersionExW)> m_hook{self(), "GetVersionExW", [this](auto*, OSVERSIONINFOW* info) -> BOOL {
-                                               m_asked = *info;
-                                               fill(*info, 6, 2, 9200);
-                                               return TRUE;
-                                             }};
+  std::optional<OSVERSIONINFOW> asked_;
+  ImportHook<decltype(GetVersionExW)> hook_{self(), "GetVersionExW", [this](auto*, OSVERSIONINFOW* info) -> BOOL {
+                                              asked_ = *info;
+                                              fill(*info, 6, 2, 9200);
+                                              return TRUE;
+                                            }};
 };
 
 WideText osVersion() {

@@ -33,22 +33,22 @@ class RecordingClient : public BssConfig {
   std::function<void()> inOnFetch = [] {};
 
   std::vector<Delivery> deliveries() const {
-    const std::lock_guard lock(m_mutex);
-    return m_deliveries;
+    const std::lock_guard lock(mutex_);
+    return deliveries_;
   }
 
  protected:
   void onFetch(bool success, const std::string& value, bool fromCache) override {
     {
-      const std::lock_guard lock(m_mutex);
-      m_deliveries.push_back({success, value, fromCache});
+      const std::lock_guard lock(mutex_);
+      deliveries_.push_back({success, value, fromCache});
     }
     inOnFetch();
   }
 
  private:
-  mutable std::mutex m_mutex;
-  std::vector<Delivery> m_deliveries;
+  mutable std::mutex mutex_;
+  std::vector<Delivery> deliveries_;
 };
 
 }  // namespace zuvia::test

@@ -13,7 +13,7 @@ namespace zuvia::test {
 // Leads this program's connections to the configuration services to a port of this machine.
 class ServiceRedirection {
  public:
-  explicit ServiceRedirection(unsigned short port) : m_port(port) {}
+  explicit ServiceRedirection(unsigned short port) : port_(port) {}
 
  private:
   static constexpr std::string_view kProductionName = "config.zuvia.example";
@@ -33,14 +33,14 @@ class ServiceRedirection {
       WSASetLastError(WSAECONNREFUSED);
       return SOCKET_ERROR;
     }
-    target.sin_port = htons(m_port);
+    target.sin_port = htons(port_);
     return original(socket, reinterpret_cast<const sockaddr*>(&target), size);
   }
 
-  const unsigned short m_port;
-  ImportHook<decltype(getaddrinfo)> m_resolve{self(), "getaddrinfo", &ServiceRedirection::resolve};
-  ImportHook<decltype(connect)> m_connect{self(), "connect",
-                                          [this](auto* original, auto... args) { return lead(original, args...); }};
+  const unsigned short port_;
+  ImportHook<decltype(getaddrinfo)> resolve_{self(), "getaddrinfo", &ServiceRedirection::resolve};
+  ImportHook<decltype(connect)> connect_{self(), "connect",
+                                         [this](auto* original, auto... args) { return lead(original, args...); }};
 };
 
 }  // namespace zuvia::test

@@ -165,14 +165,14 @@ template <typename Exception>
 class ThrowingUpdater {
  public:
   explicit ThrowingUpdater(Exception exception)
-      : m_hook(GetModuleHandleW(nullptr), "GetFileAttributesW",
-               [exception](auto* original, const wchar_t* path) -> DWORD {
-                 if (!std::wstring_view(path).ends_with(L"\\9.9.9.9")) return original(path);
-                 throw exception;
-               }) {}
+      : hook_(GetModuleHandleW(nullptr), "GetFileAttributesW",
+              [exception](auto* original, const wchar_t* path) -> DWORD {
+                if (!std::wstring_view(path).ends_with(L"\\9.9.9.9")) return original(path);
+                throw exception;
+              }) {}
 
  private:
-  ImportHook<decltype(GetFileAttributesW)> m_hook;
+  ImportHook<decltype(GetFileAttributesW)> hook_;
 };
 
 const std::string kHttps = R"({"ver":"9.9.9.9","pmd5":"aa","dmd5":"bb","url":"https://x/y"})";

@@ -67,13 +67,13 @@ class BridgeTest : public testing::Test {
 // the plugin's own.
 class KeptModule {
  public:
-  explicit KeptModule(const std::wstring& path) : m_module(LoadLibraryW(path.c_str())) {}
-  ~KeptModule() { FreeLibrary(m_module); }
+  explicit KeptModule(const std::wstring& path) : module_(LoadLibraryW(path.c_str())) {}
+  ~KeptModule() { FreeLibrary(module_); }
   KeptModule(const KeptModule&) = delete;
   KeptModule& operator=(const KeptModule&) = delete;
 
  private:
-  HMODULE m_module;
+  HMODULE module_;
 };
 
 }  // namespace zuvia::test

@@ -19,23 +19,23 @@ class Events {
   }
 
   void add(const std::string& text) {
-    const std::lock_guard lock(m_mutex);
-    m_texts.push_back(text);
+    const std::lock_guard lock(mutex_);
+    texts_.push_back(text);
   }
 
   std::vector<std::string> texts() const {
-    const std::lock_guard lock(m_mutex);
-    return m_texts;
+    const std::lock_guard lock(mutex_);
+    return texts_;
   }
 
   void clear() {
-    const std::lock_guard lock(m_mutex);
-    m_texts.clear();
+    const std::lock_guard lock(mutex_);
+    texts_.clear();
   }
 
  private:
-  mutable std::mutex m_mutex;
-  std::vector<std::string> m_texts;
+  mutable std::mutex mutex_;
+  std::vector<std::string> texts_;
 };
 
 }  // namespace zuvia::test
