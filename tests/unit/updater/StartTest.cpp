@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <future>
+#include <memory>
 #include <optional>
 #include <sstream>
 
@@ -33,7 +34,12 @@ class StartTest : public UpdaterTest {
   }
 
   void start() {
-    updater->start([this](const std::string& version) { told.push_back(version); });
+    auto token = std::make_shared<int>();
+    callback = token;
+    updater->start([this, token = std::move(token)](const std::string& version) {
+      EXPECT_FALSE(callback.expired());  // what is called still exists
+      told.push_back(version);
+    });
   }
   void destroy() { updater.reset(); }
   void expectRequest() { server.expect("POST", "/configs/pc/post", Answer::respond(200, configuration())); }
@@ -60,6 +66,7 @@ class StartTest : public UpdaterTest {
   const std::string module = readFile(moduleFile(L"2.0.0.47"));
   const std::string package = makePackage({{L"zuimpl.dll", module}});
   std::vector<std::string> told;
+  std::weak_ptr<int> callback;  // lives as long as what the updater calls
   TestServer server;
   const TrustedRoot trusted{server.rootPem()};
   const NetworkRedirect redirect{self(), {{"localhost", 18443, server.port()}}};
