@@ -33,7 +33,7 @@ std::string_view withoutLeadingBlanks(std::string_view text) {
 // Cuts the first word off text.
 std::string takeWord(std::string_view& text) {
   const size_t length = std::min(text.find_first_of(kBlanks), text.size());
-  const std::string word(text.substr(0, length));
+  std::string word(text.substr(0, length));
   text = withoutLeadingBlanks(text.substr(length));
   return word;
 }

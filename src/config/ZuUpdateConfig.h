@@ -11,7 +11,7 @@ namespace zuvia {
 class ZuDllUpdater;
 
 // The configuration client of the update entry: reads the fetched value and hands it to the updater.
-class ZuUpdateConfig : public BssConfig {
+class ZuUpdateConfig final : public BssConfig {
  public:
   explicit ZuUpdateConfig(uint64_t uid);
   ZuUpdateConfig(const ZuUpdateConfig&) = delete;

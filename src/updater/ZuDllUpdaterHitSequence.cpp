@@ -25,7 +25,7 @@ std::string ZuDllUpdater::getHitSeqId() {
   if (!kept.empty()) {
     return std::string(kept);
   }
-  const std::string made = makeHitSequence();
+  std::string made = makeHitSequence();
   std::ofstream(file, std::ios::trunc) << made;
   return made;
 }

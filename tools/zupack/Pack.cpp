@@ -57,7 +57,7 @@ std::string versionOf(const std::filesystem::path& module) {
 
 std::string digestOf(const std::filesystem::path& file) {
   ProductLog log;
-  const std::string digest = ZuDllUpdater::getFileMD5(file.wstring());
+  std::string digest = ZuDllUpdater::getFileMD5(file.wstring());
   if (digest.empty()) throw Failure(log.takeFirst().value_or("cannot read " + tools::pathText(file)));
   return digest;
 }

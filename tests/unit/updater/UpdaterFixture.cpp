@@ -62,7 +62,9 @@ void Gate::pass() {
   std::unique_lock lock(mutex_);
   called_ = true;
   changed_.notify_all();
-  changed_.wait(lock, [this] { return open_; });
+  // In slices: under Wine a wake-up is lost now and then.
+  while (!changed_.wait_for(lock, std::chrono::milliseconds(50), [this] { return open_; })) {
+  }
 }
 
 bool Gate::waitForCall() const {

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -208,7 +209,7 @@ TEST_F(Sample, LetsAListenerAddAndRemoveListeners) {
     done.set_value();
   });
   send("emit", "first");
-  done.get_future().wait();
+  ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
   send("emit", "second");
   entry->onUnload();
   EXPECT_THAT(events.all(), ElementsAre(Pair("second", "")));
