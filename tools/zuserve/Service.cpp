@@ -91,7 +91,7 @@ void Service::Private::setHandlers() {
   server.set_exception_handler([](const auto&, auto& response, std::exception_ptr failure) {
     response.status = 500;
     try {
-      std::rethrow_exception(failure);
+      std::rethrow_exception(std::move(failure));
     } catch (const std::exception& error) {
       current.detail = field("error", error.what());
     } catch (...) {
