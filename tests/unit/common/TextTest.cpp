@@ -1,5 +1,6 @@
 #include "common/Text.h"
 
+#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -49,6 +50,12 @@ class Conversions {
         return original(page, flags, text, size, out, outSize, substitute, used);
       }};
 };
+
+// The others mean something only where this holds.
+TEST(Text, IsTestedInTheCodePageThatWasAskedFor) {
+  const char* const wanted = std::getenv("ZUVIA_TEST_CODE_PAGE");
+  EXPECT_EQ(std::to_string(GetACP()), wanted == nullptr ? "1252" : wanted);
+}
 
 TEST(Text, AsciiSurvivesEveryConversion) {
   EXPECT_EQ(WideText(AnsiToWide("C:\\dir\\zuimpl.dll 1.0")), L"C:\\dir\\zuimpl.dll 1.0");
