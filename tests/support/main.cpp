@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
-#include <string>
 #include <thread>
 
 namespace {
@@ -12,8 +11,9 @@ namespace {
 // Ends the program when one test takes too long, with the name of that test: less than ctest waits, so
 // that a test which hangs is told apart from a program that does.
 //
-// Its thread looks at a clock and is never waited for: a condition variable of this compiler's thread
-// library loses a wake-up now and then under Wine, and the program would hang at its end.
+// Its thread looks at a clock, takes no lock and is never waited for. Under Wine a condition variable of this
+// compiler's thread library loses a wake-up now and then, and the program would hang at its end; and a lock that is
+// contended for keeps an event open, which a test that counts handles would see.
 class Watchdog : public testing::EmptyTestEventListener {
  public:
   static constexpr int kDefaultSeconds = 110;
@@ -24,24 +24,19 @@ class Watchdog : public testing::EmptyTestEventListener {
   }
 
   void OnTestStart(const testing::TestInfo& test) override {
-    const std::lock_guard lock(state_.mutex);
-    state_.test = std::string(test.test_suite_name()) + '.' + test.name();
-    state_.begin = Clock::now();
+    state_.begin = Clock::now().time_since_epoch();
+    state_.test = &test;
   }
 
-  void OnTestEnd(const testing::TestInfo&) override {
-    const std::lock_guard lock(state_.mutex);
-    state_.test.clear();
-  }
+  void OnTestEnd(const testing::TestInfo&) override { state_.test = nullptr; }
 
  private:
   using Clock = std::chrono::steady_clock;
 
   // Outlives the listener, as the thread does.
   struct State {
-    std::mutex mutex;  // guards the rest
-    std::string test;  // the one that runs, "" between two
-    Clock::time_point begin;
+    std::atomic<const testing::TestInfo*> test = nullptr;  // the one that runs, null between two
+    std::atomic<Clock::duration> begin = Clock::duration();
   };
 
   // ZUVIA_TEST_SECONDS sets another limit for each test.
@@ -50,19 +45,19 @@ class Watchdog : public testing::EmptyTestEventListener {
     return std::chrono::seconds(text == nullptr ? kDefaultSeconds : std::atoi(text));
   }
 
-  static void watch(State& state) {
+  static void watch(const State& state) {
     constexpr std::chrono::milliseconds kInterval(200);
     while (true) {
       std::this_thread::sleep_for(kInterval);
-      const std::lock_guard lock(state.mutex);
-      if (!state.test.empty() && Clock::now() - state.begin > limit()) {
-        giveUp(state.test);
+      const testing::TestInfo* const test = state.test;
+      if (test != nullptr && Clock::now().time_since_epoch() - state.begin.load() > limit()) {
+        giveUp(*test);
       }
     }
   }
 
-  [[noreturn]] static void giveUp(const std::string& test) {
-    std::printf("zuvia-test: %s hangs: it took more than %d seconds\n", test.c_str(),
+  [[noreturn]] static void giveUp(const testing::TestInfo& test) {
+    std::printf("zuvia-test: %s.%s hangs: it took more than %d seconds\n", test.test_suite_name(), test.name(),
                 static_cast<int>(limit().count()));
     std::fflush(stdout);
     std::_Exit(kExitStatus);
