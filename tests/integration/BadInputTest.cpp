@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "PluginTest.h"
+#include "integration/PluginTest.h"
 #include "support/Digest.h"
 #include "support/Files.h"
 #include "support/HandleCount.h"

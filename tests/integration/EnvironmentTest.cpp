@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "PluginTest.h"
+#include "integration/PluginTest.h"
 
 namespace zuvia::test {
 namespace {

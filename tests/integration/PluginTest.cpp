@@ -1,4 +1,4 @@
-#include "PluginTest.h"
+#include "integration/PluginTest.h"
 
 #include <json/json.h>
 

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "PluginTest.h"
+#include "integration/PluginTest.h"
 #include "support/Digest.h"
 #include "support/Files.h"
 #include "support/HandleCount.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "PluginTest.h"
+#include "integration/PluginTest.h"
 #include "support/ChildProcess.h"
 #include "support/Digest.h"
 #include "support/Files.h"

@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "PluginTest.h"
+#include "integration/PluginTest.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
 
