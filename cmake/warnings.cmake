@@ -36,3 +36,11 @@ if(ZUVIA_SANITIZE)
     "-fsanitize=${ZUVIA_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(zuvia_flags INTERFACE "-fsanitize=${ZUVIA_SANITIZE}")
 endif()
+
+# zuvia_counted: what the objects of the front module are compiled and linked with. Only they are counted: the
+# rest then comes from the compiler's cache.
+add_library(zuvia_counted INTERFACE)
+if(ZUVIA_COVERAGE)
+  target_compile_options(zuvia_counted INTERFACE --coverage -fprofile-update=atomic -O0)
+  target_link_libraries(zuvia_counted INTERFACE gcov)
+endif()
