@@ -308,6 +308,7 @@ struct TestServer::Private {
   void handle(Socket client, const std::stop_token& stop) {
     Connection connection(std::move(client), stop);
     if (takeSilence()) return connection.waitForClientToLeave();
+    if (const std::optional<std::string> text = takePlainText()) return answerInTheClear(connection, *text);
     if (connection.beginsWithTls() && !connection.startTls(context.get())) {
       ++failedHandshakes;
       return;
@@ -324,6 +325,19 @@ struct TestServer::Private {
     if (silences == 0) return false;
     --silences;
     return true;
+  }
+
+  std::optional<std::string> takePlainText() {
+    const std::lock_guard lock(mutex);
+    if (plainTexts.empty()) return std::nullopt;
+    std::string text = std::move(plainTexts.front());
+    plainTexts.pop_front();
+    return text;
+  }
+
+  static void answerInTheClear(Connection& connection, const std::string& text) {
+    std::string greeting;
+    if (connection.receive(greeting) && connection.send(text)) connection.closePolitely();
   }
 
   Answer answerFor(const Request& request) {
@@ -357,6 +371,7 @@ struct TestServer::Private {
   std::vector<std::string> unexpected;
   unsigned connections = 0;
   unsigned silences = 0;
+  std::deque<std::string> plainTexts;  // for connections that get no TLS
   std::atomic<unsigned> failedHandshakes = 0;
 
   std::jthread acceptor;
@@ -394,6 +409,11 @@ void TestServer::serve(const std::string& method, const std::string& target, Ans
 void TestServer::acceptInSilence(unsigned connections) {
   const std::lock_guard lock(m->mutex);
   m->silences += connections;
+}
+
+void TestServer::answerWithoutTls(std::string text) {
+  const std::lock_guard lock(m->mutex);
+  m->plainTexts.push_back(std::move(text));
 }
 
 std::vector<Request> TestServer::requests() const {

@@ -124,6 +124,10 @@ class TestServer {
   // The next so many connections are accepted and get no answer at all, not even to their TLS greeting.
   void acceptInSilence(unsigned connections = 1);
 
+  // The next connection is accepted and, once its TLS greeting has come, sent this text in the clear and ended in
+  // order. "": it is ended at once. Silence goes first.
+  void answerWithoutTls(std::string text);
+
   // The requests so far, unexpected ones included.
   std::vector<Request> requests() const;
 

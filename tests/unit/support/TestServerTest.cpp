@@ -153,6 +153,16 @@ TEST_F(TestServerTest, AcceptsInSilence) {
   EXPECT_EQ(server.connections(), 2u);
 }
 
+TEST_F(TestServerTest, AnswersWithoutTls) {
+  server.answerWithoutTls("HTTP/1.1 200 OK\r\n\r\n");
+  server.answerWithoutTls("");
+  EXPECT_EQ(transfer({.url = server.url("/x")}).code, CURLE_SSL_CONNECT_ERROR);
+  EXPECT_EQ(transfer({.url = server.url("/x")}).code, CURLE_SSL_CONNECT_ERROR);
+  EXPECT_EQ(get(Answer::respond(200)).code, CURLE_OK);
+  EXPECT_EQ(server.connections(), 3u);
+  EXPECT_THAT(server.requests(), SizeIs(1));
+}
+
 TEST_F(TestServerTest, TellsPlainRequests) {
   server.expect("GET", "/x", Answer::respond(200, "plain"));
   const std::string url = "http://127.0.0.1:" + std::to_string(server.port()) + "/x";
