@@ -1,0 +1,167 @@
+// Many loads and unloads in one process: what they leave behind, and whose it is.
+
+// Before windows.h.
+#include <winsock2.h>
+
+#include <string>
+#include <vector>
+
+#include "integration/PluginTest.h"
+#include "support/Files.h"
+#include "support/HandleCount.h"
+
+namespace zuvia::test {
+namespace {
+
+// What the heaps of this process hold: those of Windows, which the C run-time library allocates from as well.
+struct HeapCount {
+  std::size_t blocks = 0;
+  std::size_t bytes = 0;
+};
+
+HeapCount countHeaps() {
+  constexpr DWORD kMost = 64;
+  HANDLE heaps[kMost];
+  const DWORD number = GetProcessHeaps(kMost, heaps);
+  EXPECT_TRUE(number > 0 && number <= kMost);
+  HeapCount count;
+  for (DWORD i = 0; i < number; ++i) {
+    HeapLock(heaps[i]);
+    PROCESS_HEAP_ENTRY entry{};
+    while (HeapWalk(heaps[i], &entry)) {
+      if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) == 0) continue;
+      ++count.blocks;
+      count.bytes += entry.cbData;
+    }
+    HeapUnlock(heaps[i]);
+  }
+  return count;
+}
+
+// How many indexes for thread-local storage are left in this process, by taking them all for a moment.
+int countFreeTlsIndexes() {
+  std::vector<DWORD> taken;
+  for (DWORD index = TlsAlloc(); index != TLS_OUT_OF_INDEXES; index = TlsAlloc()) taken.push_back(index);
+  for (const DWORD index : taken) TlsFree(index);
+  return static_cast<int>(taken.size());
+}
+
+class CyclesTest : public PluginTest {
+ protected:
+  void install(const std::wstring& name) { tree.addVersion(L"2.0.0.50", moduleFile(name)); }
+
+  void cycle() {
+    log.clear();
+    entry().onLoaded("C:\\host");
+    if (!hostInformationSent.empty() && loader().isLoaded()) send("setHostInfo", hostInformationSent);
+    entry().onUnload();
+  }
+
+  // Lives so many cycles before it looks, and so many more. Less than one thing in a hundred cycles may be there
+  // in addition: the system adds a thread to its pool at any time.
+  void expectNoGrowth(int settling, int cycles) {
+    for (int i = 0; i < settling; ++i) cycle();
+    const int indexes = countFreeTlsIndexes();
+    HandleCount handles = countHandles();
+    const HeapCount heaps = countHeaps();
+    for (int i = 0; i < cycles; ++i) cycle();
+    const auto few = static_cast<std::size_t>(cycles) / 100;
+    const HeapCount after = countHeaps();
+    for (const auto& [type, count] : countHandles()) EXPECT_LE(count, handles[type] + few) << type;
+    EXPECT_LE(after.blocks, heaps.blocks + few);
+    EXPECT_LE(after.bytes, heaps.bytes + few * 1024);
+    EXPECT_LE(indexes, countFreeTlsIndexes() + static_cast<int>(few));
+  }
+
+  std::string hostInformationSent;
+};
+
+#if defined(__MINGW32__)
+
+// A process in which the run-time libraries of the compiler stay loaded, one copy for all modules.
+class SharedRunTime {
+ public:
+  SharedRunTime() {
+    const std::wstring directory = parentOf(programDirectory()) + L"\\modules\\runtime\\";
+    for (const wchar_t* library : {L"libwinpthread-1.dll", L"libgcc_s_seh-1.dll", L"libstdc++-6.dll"}) {
+      EXPECT_NE(LoadLibraryW((directory + library).c_str()), nullptr);
+    }
+  }
+};
+
+constexpr const wchar_t* kGood = L"shared-good";
+constexpr const wchar_t* kThrowing = L"shared-throwing";
+
+#else
+
+struct SharedRunTime {};
+constexpr const wchar_t* kGood = L"no-monitor";
+constexpr const wchar_t* kThrowing = L"throws";
+
+#endif
+
+TEST_F(CyclesTest, LeaveNothingBehind) {
+  const SharedRunTime runTime;
+  install(kGood);
+  monitor().addListener([](const char*, const char*) {});
+  cycle();
+  EXPECT_THAT(log.messages(), testing::Contains(L"onNotifyEvent cmd: pluginLoadedDoneEvent, data: 2.0.0.50"));
+  expectNoGrowth(200, 1200);
+}
+
+TEST_F(CyclesTest, LeaveNothingBehindOfAModuleThatThrowsAtEachLoad) {
+  const SharedRunTime runTime;
+  install(kThrowing);
+  cycle();
+  EXPECT_THAT(log.messages(), testing::Contains(L"Plugin create returned null, path: " + modulePath(L"2.0.0.50") +
+                                                L", version: 2.0.0.50"));
+  expectNoGrowth(200, 1200);
+}
+
+TEST_F(CyclesTest, LeaveNothingBehindOfAnUpdaterAndItsFetch) {
+  const SharedRunTime runTime;
+  install(kGood);
+  hostInformationSent = hostInformation();
+  const ImportHook<decltype(connect)> refuse(module, "connect", [](auto...) {
+    WSASetLastError(WSAECONNREFUSED);
+    return SOCKET_ERROR;
+  });
+  expectNoGrowth(100, 300);
+}
+
+#if defined(__MINGW32__)
+
+// What a module keeps of the process that has its run-time libraries linked into it, in the libraries that this
+// compiler comes with: docs/implementation-modules.md tells its author.
+struct Kept {
+  const wchar_t* module;
+  int tlsIndexesPerLoad;
+};
+
+class OwnRunTimeTest : public CyclesTest, public testing::WithParamInterface<Kept> {};
+
+TEST_P(OwnRunTimeTest, TakesTlsIndexesWithEachLoad) {
+  install(GetParam().module);
+  cycle();
+  const int before = countFreeTlsIndexes();
+  constexpr int kLoads = 20;
+  for (int i = 0; i < kLoads; ++i) cycle();
+  EXPECT_EQ(before - countFreeTlsIndexes(), kLoads * GetParam().tlsIndexesPerLoad);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modules, OwnRunTimeTest,
+                         testing::Values(Kept{L"2.0.0.45", 1},  // locks a mutex
+                                         Kept{L"throws", 1},    // and throws
+                                         Kept{L"no-export", 0}  // is not called at all
+                                         ),
+                         [](const auto& test) {
+                           std::wstring name = test.param.module;
+                           std::string text;
+                           for (const wchar_t c : name) text += iswalnum(c) ? static_cast<char>(c) : '_';
+                           return text;
+                         });
+
+#endif
+
+}  // namespace
+}  // namespace zuvia::test
