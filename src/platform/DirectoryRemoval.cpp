@@ -8,6 +8,13 @@ namespace {
 
 using Kind = RemovalFault::Kind;
 
+// Windows takes dots and blanks off the end of a path: without a backslash behind it, a directory "sub " would be
+// "sub", and ".. " its parent.
+std::wstring asDirectoryPath(const std::wstring& path) {
+  const bool wouldLose = path.back() == L'.' || path.back() == L' ';
+  return wouldLose ? path + L'\\' : path;
+}
+
 class Removal {
  public:
   Removal(RemovalCheck check, const std::function<void(const RemovalFault&)>& report)
@@ -57,7 +64,7 @@ class Removal {
       return false;
     }
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-      return removeTree(path);
+      return removeTree(asDirectoryPath(path));
     }
     return removeFile(path, attributes);
   }

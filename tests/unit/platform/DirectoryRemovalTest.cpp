@@ -70,6 +70,18 @@ TEST_F(DirectoryRemoval, TakesATrailingBackslash) {
   EXPECT_THAT(tree_.list(), IsEmpty());
 }
 
+TEST_F(DirectoryRemoval, RemovesDirectoriesWhoseNamesEndInDotsAndBlanks) {
+  for (const RemovalCheck check : {RemovalCheck::None, RemovalCheck::PlainDirectory}) {
+    for (const wchar_t* name : {L"sub ", L"sub. ", L".. ", L"... ", L" ", L"sub \\.. \\.. "}) {
+      tree_.addFile(L"2.0.0.45\\sub\\file", "x");
+      makeDirectories(joinPath(directory_, name));
+      EXPECT_TRUE(remove(directory_, check)) << toUtf8(name);
+      EXPECT_THAT(faults_, IsEmpty());
+      EXPECT_THAT(tree_.list(), IsEmpty());
+    }
+  }
+}
+
 TEST_F(DirectoryRemoval, RemovesReadOnlyFiles) {
   const std::wstring file = tree_.addFile(L"2.0.0.45\\file", "x");
   SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
