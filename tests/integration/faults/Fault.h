@@ -68,6 +68,11 @@ class ReplacedCall : public ArmedFault {
   ImportHook<Function> hook_;
 };
 
+class NoFault : public ArmedFault {
+ public:
+  bool happened() const override { return true; }
+};
+
 class BothFaults : public ArmedFault {
  public:
   BothFaults(std::unique_ptr<ArmedFault> first, std::unique_ptr<ArmedFault> second)
@@ -122,6 +127,11 @@ Fault failingAfterwards(const std::string& name, typename faults::FailingCall<Fu
       return result;
     };
   });
+}
+
+// No fault.
+inline std::unique_ptr<ArmedFault> nothing(HMODULE) {
+  return std::make_unique<faults::NoFault>();
 }
 
 // Two faults that belong together.

@@ -19,6 +19,11 @@ const std::set<std::string> kOfThreads = {"Event", "Thread", "Semaphore", "runni
 
 }  // namespace
 
+bool isByAddress(DWORD flags, const wchar_t*, HMODULE*) {
+  constexpr DWORD kFromAddressWithoutReference = 6;
+  return flags == kFromAddressWithoutReference;
+}
+
 void PrintTo(const Line& line, std::ostream* stream) {
   *stream << line.function << ' ';
   PrintTo(line.message, stream);
@@ -35,9 +40,17 @@ FaultsTest::~FaultsTest() {
 }
 
 Lines FaultsTest::linesOf(unsigned long threadId) const {
+  return select([threadId](const LogLine& line) { return line.threadId == threadId; });
+}
+
+Lines FaultsTest::otherLines() const {
+  return select([own = GetCurrentThreadId()](const LogLine& line) { return line.threadId != own; });
+}
+
+Lines FaultsTest::select(const std::function<bool(const LogLine&)>& isWanted) const {
   Lines lines;
   for (const LogLine& line : log.lines()) {
-    if (line.threadId != threadId) continue;
+    if (!isWanted(line)) continue;
     EXPECT_EQ(line.level, 1);
     EXPECT_EQ(line.className, line.functionName.substr(0, line.functionName.find(':')));
     EXPECT_EQ(line.sourceFile, kSources.at(line.className));

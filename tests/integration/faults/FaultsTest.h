@@ -4,6 +4,7 @@
 
 #include <objbase.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -22,6 +23,12 @@ namespace zuvia::test {
 inline constexpr const wchar_t* kCurlMutex = L"Local\\ZuviaPluginCurlGlobal";
 inline constexpr const wchar_t* kCleanUpMutex = L"Local\\ZuviaPluginCleanup";
 inline constexpr const wchar_t* kVersionMutex = L"Local\\ZuviaPluginUpdate-2.0.0.47";
+
+// When no fetch is due yet: every client's last one counts as made then.
+inline constexpr Clock::Ticks kBeginningOf1970 = std::chrono::seconds(11'644'473'600);
+
+// Which calls of GetModuleHandleExW are the module's own, by an address within it; the libraries in it make others.
+bool isByAddress(DWORD flags, const wchar_t* address, HMODULE* result);
 
 // A line of the log: the function that logs it, by its qualified name, and the whole message.
 struct Line {
@@ -43,9 +50,11 @@ class FaultsTest : public PluginTest {
   // Puts a fault to work.
   std::unique_ptr<ArmedFault> arm(const Fault& fault) const { return fault(module); }
 
-  // The lines of one thread, in their order. Level, class, source file and module name are checked here.
+  // The lines of one thread, in their order. Level, class, source file and module name are checked, too.
   Lines linesOf(unsigned long threadId) const;
   Lines ownLines() const { return linesOf(GetCurrentThreadId()); }
+  // The lines of all other threads.
+  Lines otherLines() const;
 
   // The thread that logged the first line of this function; 0: none did.
   unsigned long threadOf(const std::string& function) const;
@@ -62,6 +71,8 @@ class FaultsTest : public PluginTest {
   SecondProcess second;
 
  private:
+  Lines select(const std::function<bool(const LogLine&)>& isWanted) const;
+
   // A mutex that is closed is gone, whoever held it: what is held too long shows only while they stay open here.
   std::vector<HANDLE> kept_;
 };

@@ -71,11 +71,6 @@ class LoadingFaultsTest : public FaultsTest {
   }
 };
 
-// The module's own use of these two, by an address within it; the libraries in it use others.
-bool isByAddress(DWORD flags, const wchar_t*, HMODULE*) {
-  return flags == 6;
-}
-
 TEST_F(LoadingFaultsTest, WithoutItsOwnDirectoryNothingIsLoaded) {
   const Line empty = loadLine(L"Load plugin fail! Current dll directory is empty.");
   expectNothingLoaded(

@@ -2,10 +2,8 @@
 
 #include <windows.h>
 
-#include <atomic>
 #include <cstddef>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,37 +22,12 @@ struct MutexTrouble {
   std::function<void()> afterWait = [] {};   // on the same thread, with the mutex held
 };
 
-// Watches one use of a named mutex by the plugin, from its opening to its closing, with or without trouble. Lives
-// from before that use until no thread is inside the plugin any more. Other mutexes and waits pass.
-class MutexFault : public ArmedFault {
- public:
-  MutexFault(HMODULE plugin, std::wstring name, MutexTrouble trouble);
-
-  // Whether it was waited for, or could not be made.
-  bool happened() const override { return happened_; }
-
-  // What was done: "open", "wait 60000", "release", "close". "open owned" where it was to be owned at once.
-  std::vector<std::string> steps() const;
-
- private:
-  HANDLE open(decltype(CreateMutexW)* original, SECURITY_ATTRIBUTES* attributes, BOOL owned, const wchar_t* name);
-  DWORD wait(decltype(WaitForSingleObject)* original, HANDLE object, DWORD milliseconds);
-  BOOL release(decltype(ReleaseMutex)* original, HANDLE object);
-  BOOL close(decltype(CloseHandle)* original, HANDLE object);
-  bool isMine(HANDLE object) const { return object != nullptr && object == handle_; }
-  void add(const std::string& step);
-
-  const std::wstring name_;
-  const MutexTrouble trouble_;
-  std::atomic<std::size_t> uses_ = 0;
-  std::atomic<HANDLE> handle_ = nullptr;
-  std::atomic<bool> happened_ = false;
-  mutable std::mutex mutex_;
-  std::vector<std::string> steps_;
-  ImportHook<decltype(CreateMutexW)> open_;
-  ImportHook<decltype(WaitForSingleObject)> wait_;
-  ImportHook<decltype(ReleaseMutex)> release_;
-  ImportHook<decltype(CloseHandle)> close_;
-};
+// One use of a named mutex by the plugin, from its opening to its closing, with or without trouble; other mutexes and
+// waits pass. It happens when the mutex is waited for, or cannot be made. Lives from before that use until no thread is
+// inside the plugin any more.
+//
+// steps: what is done with it, all of it, in order: "open", "wait 60000" (or "wait 60000 abandoned", "wait 60000 in
+// vain"), "release", "close". Anything else fails the test.
+Fault onMutex(const std::wstring& name, const MutexTrouble& trouble, const std::vector<std::string>& steps);
 
 }  // namespace zuvia::test
