@@ -42,6 +42,11 @@ struct Hashed {
   uint64_t hash;
 };
 
+void PrintTo(const Hashed& hashed, std::ostream* stream) {
+  *stream << "of " << hashed.key.url.size() << ", " << hashed.key.postBody.size() << " bytes and "
+          << hashed.key.headers.size() << " headers: " << hashed.hash;
+}
+
 class CacheKeyHashValue : public testing::TestWithParam<Hashed> {};
 
 TEST_P(CacheKeyHashValue, IsTheCombinedFnv1a) {

@@ -12,6 +12,11 @@ struct Row {
   std::wstring text;
 };
 
+void PrintTo(const Row& row, std::ostream* stream) {
+  *stream << row.version.major << '.' << row.version.minor << '.' << row.version.build << " of type "
+          << unsigned{row.version.productType};
+}
+
 constexpr uint8_t kWorkstation = 1;
 constexpr uint8_t kDomainController = 2;
 constexpr uint8_t kServer = 3;

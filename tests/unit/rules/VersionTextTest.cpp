@@ -25,6 +25,10 @@ struct Parsed {
   DllCandidate version;
 };
 
+void PrintTo(const Parsed& parsed, std::ostream* stream) {
+  *stream << parsed.text;
+}
+
 class AcceptedVersion : public testing::TestWithParam<Parsed> {};
 
 TEST_P(AcceptedVersion, GivesItsNumbers) {
