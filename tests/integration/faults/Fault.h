@@ -116,6 +116,12 @@ Fault replacing(const std::string& name, typename faults::ReplacedCall<Function>
   return [=](HMODULE plugin) { return std::make_unique<faults::ReplacedCall<Function>>(plugin, name, make); };
 }
 
+// GetFileAttributesW tells these attributes of one path, in one call, counted from 1 among those about this path.
+inline Fault answeringAttributes(const std::wstring& path, std::size_t number, DWORD attributes) {
+  return failingFor<decltype(GetFileAttributesW)>(path, "GetFileAttributesW", attributes,
+                                                  {.lastError = kGreatError, .fromCall = number});
+}
+
 // A function does its work each time, and says each time that it failed.
 template <typename Function>
 Fault failingAfterwards(const std::string& name, typename faults::FailingCall<Function>::Answer result) {
