@@ -1,0 +1,1 @@
+// A module needs a source to be linked from.
