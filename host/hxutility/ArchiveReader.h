@@ -19,7 +19,9 @@ inline constexpr uint64_t kMaxUnpackedBytes = 536'870'912;
 //   - does not begin with an intact start header, or does not end exactly where that header says: a
 //     self-extracting program, a truncated archive, a volume, an archive with something behind it;
 //   - is damaged or encrypted, or packed with a method that the libarchive at hand does not know (always
-//     known: copy, LZMA, LZMA2 and PPMd, each alone or under the filters BCJ, BCJ2 and Delta that 7-Zip uses);
+//     known: copy, LZMA, LZMA2 and PPMd, the first three also under the filters BCJ, BCJ2 and Delta that 7-Zip
+//     uses; libarchive 3.6 takes much of what is packed by PPMd under BCJ for damaged, for it stops decoding
+//     where its input ends);
 //   - holds what is neither a file nor a directory (a symbolic link, a device), a directory with
 //     content, an entry without a name, or two files of the same name: such an archive does not say
 //     which files it means;
