@@ -23,6 +23,10 @@ struct Ending {
   const char* next;  // where the module of the next load lies
 };
 
+void PrintTo(const Ending& ending, std::ostream* stream) {
+  *stream << ending.stage;
+}
+
 std::string nameOfEnding(const testing::TestParamInfo<Ending>& ending) {
   return ending.param.stage;
 }
@@ -84,7 +88,7 @@ class EndingTest : public PluginTest, public testing::WithParamInterface<Ending>
 };
 
 TEST_P(EndingTest, EndsAtOnceAndLeavesTheNextHostAWholeVersion) {
-  for (const wchar_t* way : {L"exit", L"exit-there", L"return"}) {
+  for (const wchar_t* way : {L"exit", L"return"}) {
     SCOPED_TRACE(toUtf8(way));
     startAnew();
     endHost(way);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "integration/PluginTest.h"
+#include "integration/order/OwnPlugin.h"
 #include "integration/order/Signal.h"
 #include "integration/order/Stage.h"
 #include "support/Clock.h"
@@ -31,21 +32,37 @@ class UpdateStageTest : public PluginTest {
   }
 
   // Runs an update of the plugin in this module until it comes to the stage, and has the host call `end`, which logs
-  // "onUnload" at its beginning, while it is held there.
+  // "onUnload" at its beginning, while it is held there. The implementation hears nothing of it until then.
   template <typename End>
-  void endHeldAt(Stage stage, HMODULE held, IWxMonitor& host, const std::string& information, End end) {
+  void endHeldAt(Stage stage, HMODULE held, IWxMonitor& host, const InstallTree& installed,
+                 const std::string& information, End end) {
+    const std::size_t unloads = unloadsOfImplementation(installed);
     const auto ended = std::make_shared<std::atomic<bool>>(false);
     const auto reached = std::make_shared<Signal>();
-    const StageHook hook(held, host, stage, [this, reached, ended] {
+    const StageHook hook(held, host, stage, [&installed, this, unloads, reached, ended] {
       reached->set();
       EXPECT_TRUE(log.waitFor(L"onUnload"));
       Sleep(kHeldMilliseconds);
       EXPECT_FALSE(*ended) << "It did not wait for the update";
+      EXPECT_EQ(unloadsOfImplementation(installed), unloads);
     });
     host.sendCommand("setHostInfo", information.c_str());
     ASSERT_TRUE(reached->wait()) << testing::PrintToString(log.messages());
     end();
     *ended = true;
+  }
+
+  // How often the loaded implementation was told to unload.
+  static std::size_t unloadsOfImplementation(const InstallTree& installed) {
+    using TestRecord = const char*();
+    const HMODULE implementation = GetModuleHandleW((installed.root() + L"\\2.0.0.45\\zuimpl.dll").c_str());
+    EXPECT_NE(implementation, nullptr);
+    if (implementation == nullptr) return 0;
+    const std::string record =
+        reinterpret_cast<TestRecord*>(reinterpret_cast<void*>(GetProcAddress(implementation, "testRecord")))();
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = record.find("onUnload\n", at)) != std::string::npos; ++at) ++count;
+    return count;
   }
 
   // The update has run to its end, and nothing of it is left but the new version.
@@ -80,7 +97,8 @@ TEST_F(UpdateStageTest, AnUnloadWaitsAtEachAndLeavesNothing) {
     removeTree(tree.root() + L"\\2.0.0.47");
     log.clear();
     entry().onLoaded(nullptr);
-    ASSERT_NO_FATAL_FAILURE(endHeldAt(stage, module, monitor(), hostInformation(), [this] { entry().onUnload(); }));
+    ASSERT_NO_FATAL_FAILURE(
+        endHeldAt(stage, module, monitor(), tree, hostInformation(), [this] { entry().onUnload(); }));
     EXPECT_FALSE(loader().isLoaded());
     expectUpdated(tree);
     if (before.empty()) before = countHandles();
@@ -114,59 +132,20 @@ TEST_F(UpdateStageTest, AnUnloadOvertakesAFetchThatHasNotBegun) {
   EXPECT_EQ(server.connections(), 0u);
 }
 
-// A plugin that can be destroyed: the object of a module of its own, made from a copy of the file.
-class OwnPlugin {
- public:
-  explicit OwnPlugin(unsigned short port)
-      : module_(LoadLibraryW(tree_.installPlugin().c_str())),
-        network_(module_, {{"config.zuvia.example", 443, port}, {"localhost", 18443, port}}) {
-    tree_.addVersion(L"2.0.0.45", moduleFile(L"2.0.0.45"));
-  }
-
-  CreateFunction* create() const {
-    return reinterpret_cast<CreateFunction*>(reinterpret_cast<void*>(GetProcAddress(module_, kCreateExport)));
-  }
-  HMODULE module() const { return module_; }
-  const InstallTree& tree() const { return tree_; }
-  bool implementationIsLoaded() const {
-    return GetModuleHandleW((tree_.root() + L"\\2.0.0.45\\zuimpl.dll").c_str()) != nullptr;
-  }
-
- private:
-  InstallTree tree_;
-  HMODULE module_;
-  NetworkRedirect network_;
-};
-
-IWxMonitor& monitorOf(IPluginEntryPoint& entry) {
-  return *static_cast<IWxMonitor*>(entry.queryInterface(IID_IWxMonitor));
-}
-
-std::string informationFor(const InstallTree& installed) {
-  std::string path;
-  for (const char character : toUtf8(installed.appPath()))
-    path += character == '\\' ? "\\\\" : std::string(1, character);
-  return R"({"uid": 4711, "ver": "9.1.2", "test_env": true, "app_path": ")" + path + "\"}";
-}
-
-void destroy(IPluginEntryPoint* entry) {
-  delete static_cast<IZUPlugin*>(entry->queryInterface(IID_IZUPlugin));
-}
-
 TEST_F(UpdateStageTest, ADestructionWaitsAtEachAndLeavesNothing) {
   for (const Stage stage : allStages()) {
     SCOPED_TRACE(nameOf(stage));
     const OwnPlugin own(server.port());
-    IPluginEntryPoint* const object = own.create()();
+    IPluginEntryPoint* const object = own.object();
     log.clear();
     object->onLoaded(nullptr);
     // The last line that expectUpdated looks for is logged for a listener.
-    monitorOf(*object).addListener([](const char*, const char*) {});
-    ASSERT_NO_FATAL_FAILURE(
-        endHeldAt(stage, own.module(), monitorOf(*object), informationFor(own.tree()), [object] { destroy(object); }));
+    own.monitor().addListener([](const char*, const char*) {});
+    ASSERT_NO_FATAL_FAILURE(endHeldAt(stage, own.module(), own.monitor(), own.tree(), own.hostInformation(),
+                                      [&own] { own.destroyThrough(IID_IZUPlugin); }));
     expectUpdated(own.tree());
     EXPECT_FALSE(own.implementationIsLoaded());
-    EXPECT_EQ(own.create()(), object) << "a new object was made";
+    EXPECT_EQ(own.object(), object) << "a new object was made";
   }
 }
 
@@ -180,24 +159,23 @@ TEST_F(UpdateStageTest, ADestructionBesidesAnUpdateUnloads) {
   for (const State& state : {State{"Idle", false, false}, State{"Loaded", true, false}, State{"Updated", true, true}}) {
     SCOPED_TRACE(state.name);
     const OwnPlugin own(server.port());
-    IPluginEntryPoint* const object = own.create()();
+    IPluginEntryPoint* const object = own.object();
     const auto heard = std::make_shared<int>(0);
-    monitorOf(*object).addListener([heard](const char*, const char*) { ++*heard; });
+    own.monitor().addListener([heard](const char*, const char*) { ++*heard; });
     if (state.loaded) object->onLoaded(nullptr);
     if (state.updating) {
-      monitorOf(*object).sendCommand("setHostInfo", informationFor(own.tree()).c_str());
+      own.monitor().sendCommand("setHostInfo", own.hostInformation().c_str());
       EXPECT_TRUE(log.waitFor(L"onNotifyEvent cmd: pluginUpgradeEvent, data: 2.0.0.47"));
       EXPECT_TRUE(log.waitForStart(L"onFetch success key: "));
     }
     log.clear();
     const int before = *heard;
-    EXPECT_EQ(heard.use_count(), 2);
-    destroy(object);
+    own.destroyThrough(IID_IZUPlugin);
     EXPECT_THAT(log.messages(), ElementsAre(L"onUnload"));
     EXPECT_EQ(*heard, before);
     EXPECT_EQ(heard.use_count(), 1) << "the listener is still held";
     EXPECT_FALSE(own.implementationIsLoaded());
-    EXPECT_EQ(own.create()(), object) << "a new object was made";
+    EXPECT_EQ(own.object(), object) << "a new object was made";
   }
 }
 

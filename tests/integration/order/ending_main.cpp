@@ -6,9 +6,8 @@
 // that stage of Stage.h, while it is held there; at "Idle" before any load, at "Loaded" before any host information, at
 // "Updated" when the new version has been announced. It says "at STAGE" and ends with the status 42:
 //
-//   return       main returns
-//   exit         the host's thread calls ExitProcess
-//   exit-there   the thread that came to the stage calls ExitProcess
+//   return   main returns
+//   exit     the thread that came to the stage calls ExitProcess
 
 // Before windows.h.
 #include <winsock2.h>
@@ -64,7 +63,7 @@ class Host {
     if (arguments_.stage == "Idle") return arrive(), true;
     entry_->onLoaded("C:\\host");
     if (arguments_.stage == "Loaded") return arrive(), true;
-    if (arguments_.stage == "Updated") return runToEnd();
+    if (arguments_.stage == "Updated") return runToUpgrade();
     new zuvia::test::StageHook(module_, *monitor_, zuvia::test::stageNamed(arguments_.stage), [this] {
       arrive();
       reached_.set();
@@ -75,7 +74,7 @@ class Host {
   }
 
  private:
-  bool runToEnd() {
+  bool runToUpgrade() {
     monitor_->addListener([this](const char* name, const char*) {
       if (std::string(name) == "pluginUpgradeEvent") reached_.set();
     });
@@ -93,7 +92,7 @@ class Host {
 
   void arrive() {
     std::cout << "at " << arguments_.stage << std::endl;
-    if (arguments_.way == "exit-there") ExitProcess(kStatus);
+    if (arguments_.way == "exit") ExitProcess(kStatus);
   }
 
   const Arguments& arguments_;
@@ -110,7 +109,5 @@ int main(int argc, char** argv) {
   const Arguments arguments{zuvia::test::toWide(argv[1]), argv[2], static_cast<unsigned short>(std::stoi(argv[3])),
                             argv[4], argv[5]};
   auto& host = *new Host(arguments);
-  if (!host.runToStage()) return kStageNotReached;
-  if (arguments.way == "exit") ExitProcess(kStatus);
-  return kStatus;
+  return host.runToStage() ? kStatus : kStageNotReached;
 }
