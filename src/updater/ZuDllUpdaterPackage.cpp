@@ -81,11 +81,11 @@ bool prepareOutput(const std::wstring& outDir) {
 }
 
 bool prepareParent(const std::wstring& parent) {
-  const int result = createDirectories(parent);
-  if (result == ERROR_SUCCESS || GetFileAttributesW(parent.c_str()) != INVALID_FILE_ATTRIBUTES) {
+  const auto error = static_cast<DWORD>(createDirectories(parent));
+  if (error == ERROR_SUCCESS || GetFileAttributesW(parent.c_str()) != INVALID_FILE_ATTRIBUTES) {
     return true;
   }
-  UPDATER_LOG("unZip") << "Unzip file fail! Create sub directory error: " << result << ", path: " << parent;
+  UPDATER_LOG("unZip") << "Unzip file fail! Create sub directory error: " << error << ", path: " << parent;
   return false;
 }
 
