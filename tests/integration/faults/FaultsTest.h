@@ -13,16 +13,13 @@
 
 #include "integration/PluginTest.h"
 #include "integration/faults/Fault.h"
+#include "integration/faults/MutexFault.h"
 #include "support/Clock.h"
 #include "support/Files.h"
 #include "support/HandleCount.h"
 #include "support/SecondProcess.h"
 
 namespace zuvia::test {
-
-inline constexpr const wchar_t* kCurlMutex = L"Local\\ZuviaPluginCurlGlobal";
-inline constexpr const wchar_t* kCleanUpMutex = L"Local\\ZuviaPluginCleanup";
-inline constexpr const wchar_t* kVersionMutex = L"Local\\ZuviaPluginUpdate-2.0.0.47";
 
 // When no fetch is due yet: every client's last one counts as made then.
 inline constexpr Clock::Ticks kBeginningOf1970 = std::chrono::seconds(11'644'473'600);

@@ -9,7 +9,6 @@
 #include <json/json.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <sstream>
 
 #include "integration/faults/FaultsTest.h"
@@ -137,18 +136,6 @@ class FetchFaultsTest : public FaultsTest {
 // A hit sequence id that was just made.
 MATCHER(IsNewHitSequence, "") {
   return arg.size() == 16 && arg.find_first_not_of("0123456789ABCDEF") == std::string::npos;
-}
-
-// No transfer can be begun, for want of memory, when the curl mutex is held for this time.
-Fault withoutTransfer(std::size_t use) {
-  const auto holder = std::make_shared<std::atomic<DWORD>>(0);
-  const auto isTransfer = [holder](std::size_t count, std::size_t size) {
-    constexpr std::size_t kLeast = 2048;  // before it come the few bytes that a new thread needs
-    return *holder == GetCurrentThreadId() && count == 1 && size >= kLeast;
-  };
-  return both(onMutex(kCurlMutex, {.use = use, .afterWait = [holder] { *holder = GetCurrentThreadId(); }},
-                      {"open", "wait 60000", "release", "close"}),
-              failing<decltype(calloc)>("calloc", nullptr, {.errnoValue = ENOMEM}, isTransfer));
 }
 
 // The kernel's own version query answers with a negative status.

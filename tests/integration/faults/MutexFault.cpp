@@ -1,6 +1,8 @@
 #include "integration/faults/MutexFault.h"
 
 #include <atomic>
+#include <cerrno>
+#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -94,6 +96,17 @@ void MutexFault::add(const std::string& step) {
 
 Fault onMutex(const std::wstring& name, const MutexTrouble& trouble, const std::vector<std::string>& steps) {
   return [=](HMODULE plugin) { return std::make_unique<MutexFault>(plugin, name, trouble, steps); };
+}
+
+Fault withoutTransfer(std::size_t use) {
+  const auto holder = std::make_shared<std::atomic<DWORD>>(0);
+  const auto isTransfer = [holder](std::size_t count, std::size_t size) {
+    constexpr std::size_t kLeast = 2048;  // before it come the few bytes that a new thread needs
+    return *holder == GetCurrentThreadId() && count == 1 && size >= kLeast;
+  };
+  return both(onMutex(kCurlMutex, {.use = use, .afterWait = [holder] { *holder = GetCurrentThreadId(); }},
+                      {"open", "wait 60000", "release", "close"}),
+              failing<decltype(calloc)>("calloc", nullptr, {.errnoValue = ENOMEM}, isTransfer));
 }
 
 }  // namespace zuvia::test

@@ -12,6 +12,10 @@
 
 namespace zuvia::test {
 
+inline constexpr const wchar_t* kCurlMutex = L"Local\\ZuviaPluginCurlGlobal";
+inline constexpr const wchar_t* kCleanUpMutex = L"Local\\ZuviaPluginCleanup";
+inline constexpr const wchar_t* kVersionMutex = L"Local\\ZuviaPluginUpdate-2.0.0.47";
+
 // What goes wrong with a named mutex.
 struct MutexTrouble {
   std::size_t use = 1;                       // the first opening of it, or a later one
@@ -29,5 +33,8 @@ struct MutexTrouble {
 // steps: what is done with it, all of it, in order: "open", "wait 60000" (or "wait 60000 abandoned", "wait 60000 in
 // vain"), "release", "close". Anything else fails the test.
 Fault onMutex(const std::wstring& name, const MutexTrouble& trouble, const std::vector<std::string>& steps);
+
+// No transfer can be begun, for want of memory, when the plugin holds the curl mutex for this time.
+Fault withoutTransfer(std::size_t use);
 
 }  // namespace zuvia::test

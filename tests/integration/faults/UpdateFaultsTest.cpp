@@ -149,7 +149,7 @@ void UpdateFaultsTest::expectLines(const Course& course, bool beginsTask) const 
       {"BssConfig::OnResponse", L"onFetch success key: zu_plugin_update, value: " + toWide(offered_.entry())});
   EXPECT_EQ(linesOf(threadOf("BssConfig::DoFetchJob")), fetch);
 
-  Lines task = course.task;
+  Lines task = course.laterTask ? course.laterTask() : course.task;
   if (beginsTask) task.insert(task.begin(), taskLine(L"Try download plugin ver: 2.0.0.47, url:  " + url));
   EXPECT_EQ(linesOf(threadOf("ZuDllUpdater::downloadAsync::task")), task);
   EXPECT_EQ(log.lines().size(), host.size() + fetch.size() + task.size());

@@ -17,6 +17,7 @@ class UpdateFaultsTest : public FaultsTest {
     std::function<void()> meanwhile = [] {};  // what happens between the load and the host information
     Lines decision = {};                      // what the fetch logs between the entry and the end
     Lines task = {};                          // what the update task logs after its beginning
+    std::function<Lines()> laterTask = {};    // the same, where it is only known afterwards
     std::wstring leftover = {};               // the path of a file or directory that stays where it should not
     bool targetDeleted = false;               // nothing is published, and what was in its place is gone
   };
