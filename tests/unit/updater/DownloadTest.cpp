@@ -134,19 +134,6 @@ TEST_F(DownloadTest, FailsOnABodyThatEndsEarly) {
   EXPECT_FALSE(fileExists(path));
 }
 
-TEST_F(DownloadTest, FailsOnAStall) {
-  expectGet(Answer::respond(200, kBody).stallAfter(5));
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_FALSE(download());
-  const auto seconds = std::chrono::steady_clock::now() - start;
-  EXPECT_THAT(logged(), ElementsAre(failure(
-                            28, L"Operation too slow. Less than 1 bytes/sec transferred the last 6 seconds", 200, 5)));
-  EXPECT_GE(seconds, std::chrono::seconds(6));
-  EXPECT_LE(seconds, std::chrono::seconds(20));
-  EXPECT_FALSE(fileExists(path));
-  expectNextIsAdmitted();
-}
-
 TEST_F(DownloadTest, RefusesAnUntrustedAuthority) {
   trusted.reset();
   EXPECT_FALSE(download());
