@@ -97,14 +97,11 @@ class DownloadFaultsTest : public UpdateFaultsTest {
 // ---- The transfer
 
 // The fetch before has the mutex first.
-TEST_F(DownloadFaultsTest, WithoutTheCurlMutexNothingIsDownloaded) {
+TEST_F(DownloadFaultsTest, NeedsTheCurlMutex) {
   const Lines task = {downloadLine(L"Download fail! Acquire curl mutex timeout or error: 2147483653"), notDownloaded()};
   expectEnd(onMutex(kCurlMutex, {.use = 2, .creationError = kGreatError}, {"open"}), task);
   expectEnd(onMutex(kCurlMutex, {.use = 2, .waitResult = WAIT_TIMEOUT}, {"open", "wait 60000 in vain", "close"}), task);
   expectEnd(onMutex(kCurlMutex, {.use = 2, .waitResult = WAIT_FAILED}, {"open", "wait 60000 in vain", "close"}), task);
-}
-
-TEST_F(DownloadFaultsTest, TakesAnAbandonedCurlMutexOver) {
   SecondProcess holder;
   const auto abandon = [&] {
     EXPECT_EQ(holder.lockMutex(kCurlMutex), MutexState::Free);
@@ -115,18 +112,12 @@ TEST_F(DownloadFaultsTest, TakesAnAbandonedCurlMutexOver) {
       {.decision = usualDecision(), .task = usualTask()});
 }
 
-TEST_F(DownloadFaultsTest, WithoutATransferNothingIsDownloaded) {
+TEST_F(DownloadFaultsTest, NeedsATransferAndAFileThatCanBeWrittenAndClosed) {
   expectEnd(withoutTransfer(2), {downloadLine(L"Download fail! curl_easy_init returned null."), notDownloaded()});
-}
-
-TEST_F(DownloadFaultsTest, WithoutAFileNothingIsDownloaded) {
   expectEnd(
       failingFor<decltype(_wfopen)>(package, "_wfopen", nullptr, {.errnoValue = EACCES}),
       {downloadLine(L"Download fail! Open save file failed, path: " + package + L", errno: 13, msg: Permission denied"),
        notDownloaded()});
-}
-
-TEST_F(DownloadFaultsTest, EndsTheTransferWhenTheFileCannotBeWritten) {
   std::atomic<unsigned> received = 0;
   const auto isPackage = [&received](int, const void* data, unsigned bytes) {
     const bool begins = std::string_view(static_cast<const char*>(data), bytes).starts_with("7z\xBC\xAF");
@@ -140,9 +131,6 @@ TEST_F(DownloadFaultsTest, EndsTheTransferWhenTheFileCannotBeWritten) {
                                    std::to_wstring(received) + L", write succeeded: false"),
                       notDownloaded()};
        }});
-}
-
-TEST_F(DownloadFaultsTest, FailsWhenTheFileCannotBeClosed) {
   expectEnd(failingClose(package),
             {transferLine(L"0, msg: No error, http code: 200, received bytes: " + size + L", write succeeded: false"),
              notDownloaded()});

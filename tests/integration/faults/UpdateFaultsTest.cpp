@@ -77,14 +77,13 @@ void UpdateFaultsTest::expectLife(const Fault& fault, const Course& course, End 
   const LeakCheck check(8);
   const CryptCheck cryptCheck(module);
   const TreeListing before = otherFiles();
-  TreeListing targetBefore;
   live(fault, end != End::NoUpdate, [&] {
     course.meanwhile();
-    targetBefore = targetFiles();
+    rememberTarget();
   });
   expectLines(course, end != End::NoUpdate);
   expectMutexesFree();
-  expectTarget(targetBefore, course, end);
+  expectTarget(course, end);
   if (!course.leftover.empty()) {
     EXPECT_TRUE(fileExists(course.leftover) || directoryExists(course.leftover));
     removeTree(course.leftover);
@@ -98,9 +97,9 @@ void UpdateFaultsTest::TearDown() {
   expectPublished(nothing, {.decision = usualDecision(), .task = usualTask()});
 }
 
-void UpdateFaultsTest::expectTarget(const TreeListing& before, const Course& course, End end) {
+void UpdateFaultsTest::expectTarget(const Course& course, End end) const {
   if (end != End::Published) {
-    EXPECT_EQ(targetFiles(), course.targetDeleted ? TreeListing() : before);
+    EXPECT_EQ(targetFiles(), course.targetDeleted ? TreeListing() : targetBefore_);
     return;
   }
   EXPECT_EQ(readFile(targetModule), content);

@@ -31,6 +31,9 @@ class UpdateFaultsTest : public FaultsTest {
   // No update is begun.
   void expectNoUpdate(const Fault& fault, const Course& course);
 
+  // What is in the place of the target now is what counts as having been there before.
+  void rememberTarget() { targetBefore_ = targetFiles(); }
+
   // Has the service offer this instead, to the next life only; the package is then served as well, or not asked for.
   void offerOnce(const Offer& other, bool servesPackage = true);
 
@@ -84,7 +87,7 @@ class UpdateFaultsTest : public FaultsTest {
   void live(
       const Fault& fault, bool beginsTask, const std::function<void()>& meanwhile = [] {});
   void expectLines(const Course& course, bool beginsTask) const;
-  void expectTarget(const TreeListing& before, const Course& course, End end);
+  void expectTarget(const Course& course, End end) const;
   std::string lastConfigurationRequest() const;
   TreeListing targetFiles() const { return directoryExists(target) ? listTree(target) : TreeListing(); }
   TreeListing otherFiles() const;
@@ -92,6 +95,7 @@ class UpdateFaultsTest : public FaultsTest {
   Clock clock_{module};
   const ImportHook<decltype(CoCreateGuid)> guid_;
   Offer offered_ = offer;
+  TreeListing targetBefore_;
 };
 
 }  // namespace zuvia::test
