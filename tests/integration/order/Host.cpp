@@ -189,10 +189,11 @@ void Host::meddle(const std::string& name, const std::string& data) {
 
 void Host::tell(const std::string& line) {
   tellLog();
+  tellRecord();
   story_.push_back(line);
 }
 
-// The lines of the host's thread since the last time.
+// The lines of the host's thread, and then what the implementation was called with, since the last time.
 void Host::tellLog() {
   const std::vector<LogLine> lines = log_.lines();
   for (; toldLines_ < lines.size(); ++toldLines_) {

@@ -35,8 +35,8 @@ class Host {
   // Forgets the log, to begin another sequence.
   void beginAnew();
 
-  // awaitsFetch: whether a fetch must end at Step::Wait. Returns the story of this step; what the implementation was
-  // called with comes last.
+  // awaitsFetch: whether a fetch must end at Step::Wait. Returns the story of this step. Between any two
+  // other lines, those of the log come before what the implementation was called with.
   Story take(Step step, bool awaitsFetch);
 
   // The same for anything else that the host does.

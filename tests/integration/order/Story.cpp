@@ -40,6 +40,15 @@ Sequence repeated(const Sequence& sequence) {
   return result;
 }
 
+Sequence waiting(const Sequence& sequence) {
+  Sequence result;
+  for (const Step step : sequence) {
+    result.push_back(step);
+    if (step == Step::HostInformation) result.push_back(Step::Wait);
+  }
+  return result;
+}
+
 std::string nameOf(const Sequence& sequence) {
   static constexpr const char* kNames[] = {"Load", "HostInformation", "Wait", "Unload", "Raise"};
   std::string name;

@@ -28,6 +28,9 @@ std::vector<Sequence> allOrders(std::vector<Step> steps);
 Sequence doubled(const Sequence& sequence);
 Sequence repeated(const Sequence& sequence);
 
+// With a Wait after each HostInformation.
+Sequence waiting(const Sequence& sequence);
+
 // For messages: "Load, Wait, Unload".
 std::string nameOf(const Sequence& sequence);
 
