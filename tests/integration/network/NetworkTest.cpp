@@ -41,7 +41,10 @@ void NetworkTest::begin() {
 }
 
 std::vector<WideText> NetworkTest::end(const std::wstring& start, unsigned milliseconds) {
-  EXPECT_TRUE(log.waitForStart(start, milliseconds));
+  if (!log.waitForStart(start, milliseconds)) {
+    ADD_FAILURE() << toUtf8(start) << " is not in " << testing::PrintToString(log.messages());
+    return {};
+  }
   const unsigned long thread = threadOf(start);
   entry().onUnload();
   clock_.advance(std::chrono::seconds(31));

@@ -51,7 +51,8 @@ class NetworkTest : public PluginTest {
   void begin();
 
   // Waits for a line that begins so. Then the host unloads, which waits for what still runs, and half a minute
-  // passes. Returns what was logged on the thread of that line.
+  // passes. Returns what was logged on the thread of that line; nothing, with the session left open, when it does not
+  // come.
   std::vector<WideText> end(const std::wstring& start, unsigned milliseconds = 10000);
 
   // A session from its begin to its end.
