@@ -26,7 +26,7 @@ class DecisionFaultsTest : public UpdateFaultsTest {
 };
 
 // The clean-up before asks, too, and the task after it; the updater's own search says nothing when it fails.
-TEST_F(DecisionFaultsTest, WithoutItsOwnDirectoryTakesTheVersionForMissing) {
+TEST_F(DecisionFaultsTest, TakesAVersionThatItCannotLookAtForMissingOrDeleted) {
   const Lines nowhere = {checkLine(L"Directory not exist: \\2.0.0.47")};
   expectPublished(failing<decltype(GetModuleHandleExW)>("GetModuleHandleExW", FALSE,
                                                         {.lastError = kGreatError, .fromCall = 2}, isByAddress),
@@ -37,18 +37,20 @@ TEST_F(DecisionFaultsTest, WithoutItsOwnDirectoryTakesTheVersionForMissing) {
   expectPublished(
       failing<decltype(PathRemoveFileSpecW)>("PathRemoveFileSpecW", FALSE, {.fromCall = 2}),
       {.decision = {checkLine(L"Directory not exist: " + tree.pluginPath() + L"\\2.0.0.47")}, .task = usualTask()});
-}
 
-TEST_F(DecisionFaultsTest, TakesWhatItCannotLookAtForMissingAndFindsItPublishedLater) {
   const Lines alreadyPublished = {downloaded(), unpacked(), deciding(true), told()};
   expectKept(failingFor<decltype(GetFileAttributesW)>(target, "GetFileAttributesW", INVALID_FILE_ATTRIBUTES),
              {.meanwhile = intact, .decision = usualDecision(), .task = alreadyPublished});
   expectKept(
       failingFor<decltype(GetFileAttributesW)>(targetModule, "GetFileAttributesW", INVALID_FILE_ATTRIBUTES),
       {.meanwhile = intact, .decision = {checkLine(L"File not exist: " + targetModule)}, .task = alreadyPublished});
+
+  expectPublished(
+      failingFor<decltype(GetFileAttributesW)>(target, "GetFileAttributesW", INVALID_FILE_ATTRIBUTES, {.fromCall = 2}),
+      {.meanwhile = other, .decision = {mismatch(otherDigest, true)}, .task = usualTask()});
 }
 
-TEST_F(DecisionFaultsTest, DeletesAVersionWhoseDigestItCannotHave) {
+TEST_F(DecisionFaultsTest, DeletesAVersionWhoseDigestItCannotHaveOrOnlyThatOfItsStart) {
   for (const auto& [step, fault] : digestFaults(targetModule, 1, 0)) {
     expectPublished(
         fault, {.meanwhile = intact,
@@ -56,9 +58,7 @@ TEST_F(DecisionFaultsTest, DeletesAVersionWhoseDigestItCannotHave) {
                              mismatch("", true)},
                 .task = usualTask()});
   }
-}
 
-TEST_F(DecisionFaultsTest, TakesAReadErrorForTheEndOfTheModule) {
   const std::string start = md5(content.substr(0, kChunk));
   expectPublished(failingChunk(2), {.meanwhile = intact, .decision = {mismatch(start, true)}, .task = usualTask()});
 
@@ -88,13 +88,7 @@ TEST_F(DecisionFaultsTest, SaysWhyAVersionWithAnotherModuleWasNotDeleted) {
                    {removalLine(L"Remove directory fail! error: 2147483653, path: " + target)});
 }
 
-TEST_F(DecisionFaultsTest, CountsAVersionThatItCannotLookAtAsDeleted) {
-  expectPublished(
-      failingFor<decltype(GetFileAttributesW)>(target, "GetFileAttributesW", INVALID_FILE_ATTRIBUTES, {.fromCall = 2}),
-      {.meanwhile = other, .decision = {mismatch(otherDigest, true)}, .task = usualTask()});
-}
-
-TEST_F(DecisionFaultsTest, SaysHowTheDownloadDirectoryWasMade) {
+TEST_F(DecisionFaultsTest, GoesOnWithTheDirectoryAndTheGuidThatItGets) {
   const auto line = [this](const std::wstring& result) {
     return decisionLine(L"Directory not exist: " + downloadDirectory() + L", create: " + result);
   };
@@ -113,9 +107,7 @@ TEST_F(DecisionFaultsTest, SaysHowTheDownloadDirectoryWasMade) {
                                                L", errno: 2, msg: No such file or directory"},
                 notDownloaded()}});
   makeDirectories(directory);
-}
 
-TEST_F(DecisionFaultsTest, UsesAGuidThatCouldNotBeMade) {
   const RecordedImport<decltype(_wfopen), std::wstring> opened(
       module, "_wfopen", [](const wchar_t* path, const wchar_t*) { return std::wstring(path); });
   const std::wstring zeros = tree.root() + L"\\.update-2.0.0.47-0000000000000000";

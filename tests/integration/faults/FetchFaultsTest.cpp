@@ -155,11 +155,13 @@ class KernelQueryFault : public ArmedFault {
 
 // ---- The work item, the mutex, libcurl
 
-TEST_F(FetchFaultsTest, WithoutAWorkItemNothingIsFetchedNorSaid) {
+TEST_F(FetchFaultsTest, WithoutAWorkItemOrATransferNothingIsFetchedNorSaid) {
   expectSilence(failing<decltype(CreateThreadpoolWork)>("CreateThreadpoolWork", nullptr));
+
+  expectSilence(withoutTransfer(1));
 }
 
-TEST_F(FetchFaultsTest, WithoutTheCurlMutexNothingIsFetched) {
+TEST_F(FetchFaultsTest, NeedsTheCurlMutex) {
   const auto expectNothing = [this](const MutexTrouble& trouble, const std::vector<std::string>& steps) {
     expectExchange(onMutex(kCurlMutex, trouble, steps), {},
                    [this] { return Lines{fetchLine(L"curl global mutex acquisition failed.")}; });
@@ -167,19 +169,13 @@ TEST_F(FetchFaultsTest, WithoutTheCurlMutexNothingIsFetched) {
   expectNothing({.creationError = kGreatError}, {"open"});
   expectNothing({.waitResult = WAIT_TIMEOUT}, {"open", "wait 60000 in vain", "close"});
   expectNothing({.waitResult = WAIT_FAILED}, {"open", "wait 60000 in vain", "close"});
-}
 
-TEST_F(FetchFaultsTest, TakesAnAbandonedCurlMutexOver) {
   SecondProcess holder;
   const auto abandon = [&] {
     EXPECT_EQ(holder.lockMutex(kCurlMutex), MutexState::Free);
     holder.die();
   };
   expectExchange(onMutex(kCurlMutex, {.beforeWait = abandon}, {"open", "wait 60000 abandoned", "release", "close"}));
-}
-
-TEST_F(FetchFaultsTest, WithoutATransferNothingIsFetchedNorSaid) {
-  expectSilence(withoutTransfer(1));
 }
 
 TEST_F(FetchFaultsTest, RemembersThatTheNetworkCouldNotBeInitialised) {
@@ -195,13 +191,11 @@ TEST_F(FetchFaultsTest, RemembersThatTheNetworkCouldNotBeInitialised) {
 
 // ---- The cache file
 
-TEST_F(FetchFaultsTest, MakesTheCacheFileAnewThatItCannotLookAt) {
+TEST_F(FetchFaultsTest, RunsWithoutACacheFileToBeginWith) {
   expectExchange(
       failingFor<decltype(GetFileAttributesW)>(cachePath(L"bbs.cache"), "GetFileAttributesW", INVALID_FILE_ATTRIBUTES));
   expectExchange(failingFor<decltype(CreateFileW)>(cachePath(L"bbs.cache"), "CreateFileW", INVALID_HANDLE_VALUE));
-}
 
-TEST_F(FetchFaultsTest, RunsWithoutACacheFileToBeginWith) {
   const auto clear = [this] { removeTree(cacheDirectory()); };
   expectPlainExchange();
   clear();
@@ -212,14 +206,12 @@ TEST_F(FetchFaultsTest, RunsWithoutACacheFileToBeginWith) {
                  {checkLine(L"Create file failed: " + cachePath(L"bbs.cache"))});
 }
 
-TEST_F(FetchFaultsTest, SaysThatTheCacheFileWasNotWritten) {
+TEST_F(FetchFaultsTest, SaysWhenTheCacheFileDidNotOpenAndNotWhenItWasNotWritten) {
   expectExchange(
       failingFor<decltype(_wfopen)>(cachePath(L"bbs.cache"), "_wfopen", nullptr, {.errnoValue = EACCES}), {},
       [this] { return exchangeLinesWith(L"Failed to write to persistent cache file: " + cachePath(L"bbs.cache")); });
-}
 
-// Deliberately: only a file that does not open is spoken of.
-TEST_F(FetchFaultsTest, DoesNotLookHowTheWritingOfTheCacheFileEnded) {
+  // Deliberately: only a file that does not open is spoken of.
   expectPlainExchange();
   const auto isDocument = [](int, const void* data, unsigned size) {
     return std::string_view(static_cast<const char*>(data), size).starts_with("{\n\t\"entries\" :");
@@ -246,7 +238,7 @@ TEST_F(FetchFaultsTest, UsesTheRootOfTheDriveWithoutATemporaryDirectory) {
 
 // ---- The hit sequence
 
-TEST_F(FetchFaultsTest, MakesANewHitSequenceWhenItsFileDoesNotOpen) {
+TEST_F(FetchFaultsTest, SendsAHitSequenceThatItCannotReadOrKeep) {
   writeFile(cachePath(L"hit.cache"), "KEPT");
   expectPlainExchange();
   EXPECT_EQ(sentHitSequence(), "KEPT");
@@ -255,9 +247,7 @@ TEST_F(FetchFaultsTest, MakesANewHitSequenceWhenItsFileDoesNotOpen) {
   expectLines({}, exchangeLines());
   EXPECT_THAT(sentHitSequence(), IsNewHitSequence());
   EXPECT_EQ(readFile(cachePath(L"hit.cache")), sentHitSequence());
-}
 
-TEST_F(FetchFaultsTest, SendsAHitSequenceThatItCannotKeep) {
   const Fault unopened = failingFor<decltype(_wfopen)>(cachePath(L"hit.cache"), "_wfopen", nullptr,
                                                        {.errnoValue = EACCES, .callCount = kEveryCall});
   exchange(unopened, hostInformation());

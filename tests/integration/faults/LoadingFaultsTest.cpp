@@ -71,16 +71,14 @@ class LoadingFaultsTest : public FaultsTest {
   }
 };
 
-TEST_F(LoadingFaultsTest, WithoutItsOwnDirectoryNothingIsLoaded) {
+TEST_F(LoadingFaultsTest, WithoutItsOwnDirectoryOrItsListingNothingIsLoaded) {
   const Line empty = loadLine(L"Load plugin fail! Current dll directory is empty.");
   expectNothingLoaded(
       failing<decltype(GetModuleHandleExW)>("GetModuleHandleExW", FALSE, {.lastError = kGreatError}, isByAddress),
       {directoryLine(L"Get current dll directory fail! GetModuleHandleEx error: 2147483653"), empty});
   expectNothingLoaded(failing<decltype(GetModuleFileNameW)>("GetModuleFileNameW", DWORD{0}),
                       {directoryLine(L"Get current dll directory fail! GetModuleFileName error: 2147483653"), empty});
-}
 
-TEST_F(LoadingFaultsTest, WhoseFileNameIsNotCutOffFindsNothing) {
   const std::wstring path = tree.pluginPath();
   WIN32_FIND_DATAW data;
   FindFirstFileW((path + L"\\*").c_str(), &data);
@@ -88,23 +86,17 @@ TEST_F(LoadingFaultsTest, WhoseFileNameIsNotCutOffFindsNothing) {
   expectNothingLoaded(failing<decltype(PathRemoveFileSpecW)>("PathRemoveFileSpecW", FALSE),
                       {scanLine(L"Scan directory fail! FindFirstFile error: " + error + L", path: " + path),
                        loadLine(L"Load plugin fail! Paths are empty. dir: " + path)});
-}
 
-TEST_F(LoadingFaultsTest, WithoutAListingOfItsDirectoryFindsNothing) {
   expectNothingLoaded(
       failingFor<decltype(FindFirstFileW)>(tree.root() + L"\\*", "FindFirstFileW", INVALID_HANDLE_VALUE),
       {scanLine(L"Scan directory fail! FindFirstFile error: 2147483653, path: " + tree.root()),
        loadLine(L"Load plugin fail! Paths are empty. dir: " + tree.root())});
-}
 
-TEST_F(LoadingFaultsTest, LeavesAVersionOutThatCannotBeListed) {
   const std::wstring directory = directoryOf(L"2.0.0.46");
   expectLoaded(
       "2.0.0.45", failingFor<decltype(FindFirstFileW)>(directory + L"\\*", "FindFirstFileW", INVALID_HANDLE_VALUE),
       {scanLine(L"Scan directory fail! FindFirstFile error: 2147483653, path: " + directory), success(L"2.0.0.45")});
-}
 
-TEST_F(LoadingFaultsTest, TakesAListingThatBreaksOffAsItsEnd) {
   expectNothingLoaded(failing<decltype(FindNextFileW)>("FindNextFileW", FALSE),
                       {loadLine(L"Load plugin fail! Paths are empty. dir: " + tree.root())});
 }
@@ -126,9 +118,7 @@ TEST_F(LoadingFaultsTest, DropsACandidateWhoseVersionCannotBeRead) {
                 L"Get dll version fail! VerQueryValue invalid, len: 52, fixedInfo: null, path: " + newer);
   // Unlike the updater, the loader takes whatever length there is.
   expectLoaded("2.0.0.46", answeringFixedInfo(newer, {.length = 1}), {success(L"2.0.0.46")});
-}
 
-TEST_F(LoadingFaultsTest, WithoutAnyReadableVersionLoadsNothing) {
   const auto line = [](const std::wstring& path) {
     return L"Get dll version fail! No version resource, error: 2147483653, path: " + path;
   };
@@ -147,14 +137,12 @@ TEST_F(LoadingFaultsTest, LoadsWithoutTheSearchDirectory) {
   EXPECT_EQ(removals.calls(), 1u) << "that of the plain load that followed";
 }
 
-TEST_F(LoadingFaultsTest, FallsBackWhenAModuleDoesNotLoad) {
+TEST_F(LoadingFaultsTest, FallsBackWhenAModuleDoesNotLoadOrLacksItsExport) {
   expectLoaded("2.0.0.45", failingFor<decltype(LoadLibraryExW)>(newer, "LoadLibraryExW", nullptr),
                {loadLine(L"Load plugin failed, path: " + newer + L", version: 2.0.0.46, error: 2147483653"),
                 success(L"2.0.0.45")});
-}
 
-// The directories' error is gone by then.
-TEST_F(LoadingFaultsTest, TellsNoErrorOfAnotherCallWhenAModuleDoesNotLoad) {
+  // The directories' error is gone by then.
   const Fault silent = replacing<decltype(LoadLibraryExW)>("LoadLibraryExW", [&](std::atomic<bool>& happened) {
     return [&](auto* original, const wchar_t* path, HANDLE file, DWORD flags) -> HMODULE {
       if (newer != path) return original(path, file, flags);
@@ -166,9 +154,7 @@ TEST_F(LoadingFaultsTest, TellsNoErrorOfAnotherCallWhenAModuleDoesNotLoad) {
       "2.0.0.45", both(silent, failing<decltype(AddDllDirectory)>("AddDllDirectory", nullptr)),
       {loadLine(L"AddDllDirectory failed, dir: " + tree.root() + L", error: 2147483653"),
        loadLine(L"Load plugin failed, path: " + newer + L", version: 2.0.0.46, error: 0"), success(L"2.0.0.45")});
-}
 
-TEST_F(LoadingFaultsTest, FallsBackWhenAModuleLacksItsExport) {
   const auto isExport = [](HMODULE, const char* name) {
     return reinterpret_cast<std::uintptr_t>(name) > 0xFFFF && std::string_view(name) == "createImpl";
   };

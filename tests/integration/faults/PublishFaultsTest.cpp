@@ -41,15 +41,13 @@ class PublishFaultsTest : public UpdateFaultsTest {
   const std::size_t moduleChunks = chunksOf(content);
 };
 
-TEST_F(PublishFaultsTest, WithoutItsOwnDirectoryThereIsNowhereToPublish) {
+TEST_F(PublishFaultsTest, NeedsItsOwnDirectoryAndTheMutexOfTheVersion) {
   expectEnd(failing<decltype(GetModuleHandleExW)>("GetModuleHandleExW", FALSE,
                                                   {.lastError = kGreatError, .fromCall = 3}, isByAddress),
             {skipped()});
   expectEnd(failing<decltype(GetModuleFileNameW)>("GetModuleFileNameW", 0, {.lastError = kGreatError, .fromCall = 3}),
             {skipped()});
-}
 
-TEST_F(PublishFaultsTest, NeedsTheMutexOfTheVersion) {
   const Line failed = taskLine(L"Unzip file err! VersionLock.");
   expectEnd(onMutex(kVersionMutex, {.creationError = kGreatError}, {"open"}), {failed});
   expectEnd(onMutex(kVersionMutex, {.waitResult = WAIT_TIMEOUT}, {"open", "wait 30000 in vain", "close"}), {failed});
@@ -62,14 +60,12 @@ TEST_F(PublishFaultsTest, NeedsTheMutexOfTheVersion) {
   expectUsual(onMutex(kVersionMutex, {.beforeWait = abandon}, {"open", "wait 30000 abandoned", "release", "close"}));
 }
 
-TEST_F(PublishFaultsTest, RefusesAModuleWhoseDigestItCannotHave) {
+TEST_F(PublishFaultsTest, RefusesAModuleWhoseDigestItCannotHaveOrOnlyThatOfItsStart) {
   for (const auto& [step, fault] : digestFaults(temporaryModule, 2, packageChunks)) {
     expectRefused(fault, {digestLine(L"Get file md5 fail! " + step + L" error: 2147483653, path: " + temporaryModule)});
   }
-}
 
-// The package is read up to the read that finds its end; then the module is.
-TEST_F(PublishFaultsTest, TakesAReadErrorForTheEndOfTheModule) {
+  // The package is read up to the read that finds its end; then the module is.
   const Fault breaksOff = failingChunk(packageChunks + 1 + 2);
   expectRefused(breaksOff, {});
 
@@ -98,13 +94,11 @@ TEST_F(PublishFaultsTest, RefusesAModuleWhoseVersionItCannotRead) {
   expectUsual(answeringFixedInfo(path, {.length = 53}));
 }
 
-TEST_F(PublishFaultsTest, RefusesATargetThatIsNoPlainDirectory) {
+TEST_F(PublishFaultsTest, LeavesNothingBesideATargetThatIsNoPlainDirectoryOrWhenTheMoveFails) {
   const Line invalid = taskLine(L"Invalid update target path: " + target);
   expectRefused(answeringAttributes(target, 2, FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT), {invalid});
   expectRefused(answeringAttributes(target, 2, FILE_ATTRIBUTE_ARCHIVE), {invalid});
-}
 
-TEST_F(PublishFaultsTest, LeavesNothingWhenTheMoveFails) {
   const Fault stays = failing<decltype(MoveFileExW)>("MoveFileExW", FALSE);
   expectEnd(stays, {unpacked(), deciding(false), moved(false), skipped()});
   expectNotPublished(meanwhilePublished(L"2.0.0.46", stays),
@@ -133,40 +127,40 @@ TEST_F(PublishFaultsTest, ReplacesAPublishedVersionThatItCannotCheck) {
       versionLine(L"Get dll version fail! No version resource, path: " + targetModule + L", error: 2147483653"));
 }
 
-TEST_F(PublishFaultsTest, PublishesNothingOverAVersionThatItCannotRemove) {
-  const auto expectStays = [this](const Fault& fault, const Lines& why, bool emptied) {
+TEST_F(PublishFaultsTest, LeavesWhatItCannotRemove) {
+  const auto expectTargetStays = [this](const Fault& fault, const Lines& why, bool emptied) {
     Lines task = {downloaded(), unpacked(), deciding(false)};
     task.insert(task.end(), why.begin(), why.end());
     task.push_back(skipped());
     expectNotPublished(meanwhilePublished(L"2.0.0.46", fault),
                        {.decision = usualDecision(), .task = task, .leftover = target, .targetDeleted = emptied});
   };
-  const Line notEmpty = removalLine(L"Remove directory fail! error: 145, path: " + target);
-  expectStays(failingFor<decltype(FindFirstFileW)>(target + L"\\*", "FindFirstFileW", INVALID_HANDLE_VALUE),
-              {removalLine(L"Delete directory fail! FindFirstFile error: 2147483653")}, false);
-  expectStays(failingFor<decltype(DeleteFileW)>(targetModule, "DeleteFileW", FALSE),
-              {removalLine(L"Delete file fail! error: 2147483653, path: " + targetModule), notEmpty}, false);
-  expectStays(failingFor<decltype(RemoveDirectoryW)>(target, "RemoveDirectoryW", FALSE),
-              {removalLine(L"Remove directory fail! error: 2147483653, path: " + target)}, true);
-}
+  const Line unlisted = removalLine(L"Delete directory fail! FindFirstFile error: 2147483653");
+  expectTargetStays(failingFor<decltype(FindFirstFileW)>(target + L"\\*", "FindFirstFileW", INVALID_HANDLE_VALUE),
+                    {unlisted}, false);
+  expectTargetStays(failingFor<decltype(DeleteFileW)>(targetModule, "DeleteFileW", FALSE),
+                    {removalLine(L"Delete file fail! error: 2147483653, path: " + targetModule),
+                     removalLine(L"Remove directory fail! error: 145, path: " + target)},
+                    false);
+  expectTargetStays(failingFor<decltype(RemoveDirectoryW)>(target, "RemoveDirectoryW", FALSE),
+                    {removalLine(L"Remove directory fail! error: 2147483653, path: " + target)}, true);
 
-TEST_F(PublishFaultsTest, LeavesATemporaryDirectoryThatItCannotRemove) {
   Offer wrong = offer;
   wrong.dmd5 = md5("something else");
-  const auto expectStays = [&](const Fault& fault, const Lines& why) {
-    Lines task = why;
-    task.insert(task.begin(), unpacked());
-    task.push_back(skipped());
+  const auto expectTemporaryStays = [&](const Fault& fault, const Lines& why) {
     offerOnce(wrong);
+    Lines task = {unpacked()};
+    task.insert(task.end(), why.begin(), why.end());
+    task.push_back(skipped());
     expectEnd(fault, task, temporary);
   };
-  const Line notEmpty = removalLine(L"Remove directory fail! error: 145, path: " + temporary);
-  expectStays(failingFor<decltype(FindFirstFileW)>(temporary + L"\\*", "FindFirstFileW", INVALID_HANDLE_VALUE),
-              {removalLine(L"Delete directory fail! FindFirstFile error: 2147483653")});
-  expectStays(failingFor<decltype(DeleteFileW)>(temporaryModule, "DeleteFileW", FALSE),
-              {removalLine(L"Delete file fail! error: 2147483653, path: " + temporaryModule), notEmpty});
-  expectStays(failingFor<decltype(RemoveDirectoryW)>(temporary, "RemoveDirectoryW", FALSE),
-              {removalLine(L"Remove directory fail! error: 2147483653, path: " + temporary)});
+  expectTemporaryStays(failingFor<decltype(FindFirstFileW)>(temporary + L"\\*", "FindFirstFileW", INVALID_HANDLE_VALUE),
+                       {unlisted});
+  expectTemporaryStays(failingFor<decltype(DeleteFileW)>(temporaryModule, "DeleteFileW", FALSE),
+                       {removalLine(L"Delete file fail! error: 2147483653, path: " + temporaryModule),
+                        removalLine(L"Remove directory fail! error: 145, path: " + temporary)});
+  expectTemporaryStays(failingFor<decltype(RemoveDirectoryW)>(temporary, "RemoveDirectoryW", FALSE),
+                       {removalLine(L"Remove directory fail! error: 2147483653, path: " + temporary)});
 }
 
 TEST_F(PublishFaultsTest, MindsNoFailureOfGivingBack) {

@@ -93,13 +93,11 @@ TEST_F(RemovalFaultsTest, WithoutItsOwnDirectoryNothingIsRemoved) {
                   {passLine(L"Skip non version directory: " + unused)});
 }
 
-TEST_F(RemovalFaultsTest, WithoutItsMutexNothingIsRemovedNorSaid) {
+TEST_F(RemovalFaultsTest, NeedsItsMutex) {
   expectUntouched(onMutex(kCleanUpMutex, {.creationError = kGreatError}, {"open"}), {});
   expectUntouched(onMutex(kCleanUpMutex, {.waitResult = WAIT_TIMEOUT}, {"open", "wait 30000 in vain", "close"}), {});
   expectUntouched(onMutex(kCleanUpMutex, {.waitResult = WAIT_FAILED}, {"open", "wait 30000 in vain", "close"}), {});
-}
 
-TEST_F(RemovalFaultsTest, TakesAnAbandonedMutexOver) {
   SecondProcess holder;
   const auto abandon = [&] {
     EXPECT_EQ(holder.lockMutex(kCleanUpMutex), MutexState::Free);
@@ -109,13 +107,11 @@ TEST_F(RemovalFaultsTest, TakesAnAbandonedMutexOver) {
                 {begin()});
 }
 
-TEST_F(RemovalFaultsTest, SkipsAModuleThatCannotBeOpened) {
+TEST_F(RemovalFaultsTest, LeavesWhatItCannotOpenOrList) {
   const std::wstring path = modulePath(L"2.0.0.44");
   expectUntouched(failingFor<decltype(CreateFileW)>(path, "CreateFileW", INVALID_HANDLE_VALUE),
                   {passLine(L"Skip in-use or inaccessible version: " + path)});
-}
 
-TEST_F(RemovalFaultsTest, LeavesWhatItCannotList) {
   expectUntouched(failingFor<decltype(FindFirstFileW)>(unused + L"\\*", "FindFirstFileW", INVALID_HANDLE_VALUE),
                   {begin(), removalLine(L"Delete directory fail! FindFirstFile error: 2147483653, path: " + unused)});
   expectNotRemoved(
@@ -125,21 +121,17 @@ TEST_F(RemovalFaultsTest, LeavesWhatItCannotList) {
   expectUntouched(failing<decltype(FindNextFileW)>("FindNextFileW", FALSE), {begin(), notEmpty()});
 }
 
-TEST_F(RemovalFaultsTest, GoesOnAfterAFileThatCannotBeDeleted) {
+TEST_F(RemovalFaultsTest, GoesOnAfterWhatCannotBeDeleted) {
   const std::wstring path = modulePath(L"2.0.0.44");
   expectNotRemoved(failingFor<decltype(DeleteFileW)>(path, "DeleteFileW", FALSE),
                    {begin(), removalLine(L"Delete file fail! error: 2147483653, path: " + path), notEmpty()});
-}
 
-// Windows, unlike Wine, deletes no file that is read-only.
-TEST_F(RemovalFaultsTest, TriesAFileThatStaysReadOnly) {
-  const std::wstring path = unused + L"\\read-only.txt";
-  const Fault stays = failingFor<decltype(SetFileAttributesW)>(path, "SetFileAttributesW", FALSE);
-  expectNotRemoved(both(stays, failingFor<decltype(DeleteFileW)>(path, "DeleteFileW", FALSE, {.lastError = 5})),
-                   {begin(), removalLine(L"Delete file fail! error: 5, path: " + path), notEmpty()});
-}
+  // Windows, unlike Wine, deletes no file that is read-only.
+  const std::wstring readOnly = unused + L"\\read-only.txt";
+  const Fault stays = failingFor<decltype(SetFileAttributesW)>(readOnly, "SetFileAttributesW", FALSE);
+  expectNotRemoved(both(stays, failingFor<decltype(DeleteFileW)>(readOnly, "DeleteFileW", FALSE, {.lastError = 5})),
+                   {begin(), removalLine(L"Delete file fail! error: 5, path: " + readOnly), notEmpty()});
 
-TEST_F(RemovalFaultsTest, LeavesAnEmptyDirectoryThatStays) {
   expectNotRemoved(failingFor<decltype(RemoveDirectoryW)>(unused, "RemoveDirectoryW", FALSE),
                    {begin(), removalLine(L"Remove directory fail! error: 2147483653, path: " + unused)});
   expectNotRemoved(failingFor<decltype(RemoveDirectoryW)>(inner, "RemoveDirectoryW", FALSE),
