@@ -14,6 +14,7 @@
 
 namespace zuvia::test {
 
+// What all transfers of a session hold. A test keeps it open, so that one that was not released stays held.
 inline constexpr const wchar_t* kTransferLock = L"Local\\ZuviaPluginCurlGlobal";
 
 // The answer of a service that offers nothing.
@@ -64,7 +65,7 @@ class NetworkTest : public PluginTest {
   // The answers that the cache file holds, each of one exchange with the test service; none when it is empty.
   std::vector<std::string> cachedAnswers() const;
 
-  // Neither a download nor the lock of the transfers is left, seen from another process as well.
+  // No download is left, and the lock of the transfers is free, as another process sees it.
   void expectNothingLeft();
 
   Offer offer = makeOffer("2.0.0.47");
@@ -74,6 +75,7 @@ class NetworkTest : public PluginTest {
   Clock clock_{module};
   ImportHook<HRESULT(GUID*)> guid_;
   SecondProcess second_;
+  const std::unique_ptr<void, decltype(&CloseHandle)> lock_{CreateMutexW(nullptr, FALSE, kTransferLock), &CloseHandle};
 };
 
 }  // namespace zuvia::test

@@ -324,9 +324,11 @@ class SlowPackageTest : public PackageTest {
     EXPECT_THAT(log.messages(), Not(Contains(WideStartsWith(std::wstring(L"Download fail!")))));
   }
 
-  // Sets the clock, and lets the session end, as the download does.
+  // Sets the clock, at which the download ends, and lets the session end.
   std::vector<WideText> endAt(TransferClock::Duration time) {
     clock.set(time);
+    EXPECT_TRUE(log.waitForStart(L"Download fail!")) << "it goes on";
+    clock.set(time + 1min);
     return end(L"Try download plugin ");
   }
 
