@@ -248,6 +248,7 @@ TEST_F(FetchFaultsTest, SendsAHitSequenceThatItCannotReadOrKeep) {
   EXPECT_THAT(sentHitSequence(), IsNewHitSequence());
   EXPECT_EQ(readFile(cachePath(L"hit.cache")), sentHitSequence());
 
+  removeTree(cachePath(L"hit.cache"));
   const Fault unopened = failingFor<decltype(_wfopen)>(cachePath(L"hit.cache"), "_wfopen", nullptr,
                                                        {.errnoValue = EACCES, .callCount = kEveryCall});
   exchange(unopened, hostInformation());

@@ -49,6 +49,7 @@ UpdateFaultsTest::UpdateFaultsTest()
   live(nothing, true);  // what is opened once per process, and the directories
   EXPECT_TRUE(fileExists(targetModule));
   removeTree(target);
+  before_ = otherFiles();
 }
 
 void UpdateFaultsTest::offerOnce(const Offer& other, bool servesPackage) {
@@ -76,7 +77,6 @@ void UpdateFaultsTest::expectNoUpdate(const Fault& fault, const Course& course) 
 void UpdateFaultsTest::expectLife(const Fault& fault, const Course& course, End end) {
   const LeakCheck check(8);
   const CryptCheck cryptCheck(module);
-  const TreeListing before = otherFiles();
   live(fault, end != End::NoUpdate, [&] {
     course.meanwhile();
     rememberTarget();
@@ -88,7 +88,7 @@ void UpdateFaultsTest::expectLife(const Fault& fault, const Course& course, End 
     EXPECT_TRUE(fileExists(course.leftover) || directoryExists(course.leftover));
     removeTree(course.leftover);
   }
-  EXPECT_EQ(describeChanges(before, otherFiles()), "");
+  EXPECT_EQ(describeChanges(before_, otherFiles()), "");
   removeTree(target);
   offered_ = offer;
 }

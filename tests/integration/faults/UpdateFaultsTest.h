@@ -95,6 +95,7 @@ class UpdateFaultsTest : public FaultsTest {
   Clock clock_{module};
   const ImportHook<decltype(CoCreateGuid)> guid_;
   Offer offered_ = offer;
+  TreeListing before_;  // the files before any fault
   TreeListing targetBefore_;
 };
 
