@@ -106,14 +106,13 @@ TEST_F(DecisionFaultsTest, GoesOnWithTheDirectoryAndTheGuidThatItGets) {
        .task = {{"ZuDllUpdater::download", L"Download fail! Open save file failed, path: " + package +
                                                L", errno: 2, msg: No such file or directory"},
                 notDownloaded()}});
-  makeDirectories(directory);
 
   const RecordedImport<decltype(_wfopen), std::wstring> opened(
       module, "_wfopen", [](const wchar_t* path, const wchar_t*) { return std::wstring(path); });
   const std::wstring zeros = tree.root() + L"\\.update-2.0.0.47-0000000000000000";
   expectPublished(
       failing<decltype(CoCreateGuid)>("CoCreateGuid", E_FAIL, {.callCount = kEveryCall}),
-      {.decision = usualDecision(),
+      {.decision = {checkLine(L"Directory not exist: " + target), line(L"0")},
        .task = {downloaded(), taskLine(L"Unzip file success path: " + zeros), deciding(false), moved(true), told()}});
   EXPECT_THAT(opened.records(), testing::Contains(downloadDirectory() + L"0000000000000000.zip"));
 }
