@@ -56,7 +56,7 @@ class ConfigurationTest : public NetworkTest {
   // Has the next host ask, and be answered. Returns what it asked, which is the same each time.
   std::string expectNextWorks() {
     const std::vector<WideText> lines = ask(Answer::respond(200, kAnswer));
-    const std::string request = server.requests().back().body;
+    std::string request = server.requests().back().body;
     EXPECT_THAT(lines, ElementsAreArray(answered(request, kDelivered)));
     recorded_ = {kAnswer};
     EXPECT_EQ(cachedAnswers(), recorded_);
