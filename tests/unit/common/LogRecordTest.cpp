@@ -176,6 +176,22 @@ TEST(LogRecord, APieceWithoutMemoryIsLeftOut) {
   EXPECT_THAT(log.messages(), ElementsAre(WideText(L"kept too")));
 }
 
+// Such pieces are refused by their length alone; nothing of them is read.
+TEST(LogRecord, APieceThatNoMessageHoldsIsLeftOut) {
+  LogCapture log;
+  {
+    LogRecord record = makeRecord();
+    record << "kept ";
+    record << std::wstring_view(L"x", 0x7FFFFFFF);
+    record << std::wstring_view(L"x", 0x7FFFFFFF - 5);
+    record << std::string_view("x", 0x80000000);
+    record << std::string_view("x", static_cast<size_t>(-5));
+    EXPECT_EQ(record.capacity(), 511U);
+    record << "too";
+  }
+  EXPECT_THAT(log.messages(), ElementsAre(WideText(L"kept too")));
+}
+
 TEST(LogRecord, IsEmittedAlsoWhenAnExceptionLeavesTheStatement) {
   LogCapture log;
   const auto fail = []() -> const char* { throw std::runtime_error("no piece"); };

@@ -147,6 +147,17 @@ TEST_F(WholeReadTest, FailsWhenTheFileEndsEarly) {
                           L"readAllBytes: Read file fail! Incomplete read, got: 10, expect: 12, path: " + path));
 }
 
+TEST_F(WholeReadTest, FailsWithoutMemoryForTheFile) {
+  constexpr size_t kSize = 1'000'000;
+  writeSparse(path, kSize);
+  const FailingImport<void*(size_t)> exhausted(self(), "malloc", nullptr, {.callCount = kEveryCall},
+                                               [](size_t size) { return size > kSize; });
+  expectRefusal();
+  EXPECT_EQ(exhausted.failures(), 1u);
+  EXPECT_THAT(logged(),
+              ElementsAre(L"readAllBytes: Read file fail! Incomplete read, got: 0, expect: 1000000, path: " + path));
+}
+
 TEST_F(WholeReadTest, ClosesTheFileHoweverItEnds) {
   writeFile(path, "0123456789");
   std::string out;
