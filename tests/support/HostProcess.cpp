@@ -1,0 +1,160 @@
+#include "support/HostProcess.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <sstream>
+#include <string_view>
+
+#include "support/Files.h"
+#include "support/Text.h"
+
+namespace zuvia::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+unsigned millisecondsUntil(Clock::time_point deadline) {
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+  return static_cast<unsigned>(std::max<std::int64_t>(left.count(), 0));
+}
+
+// "VERSION loads PATH".
+Candidate parseCandidate(const std::string& line) {
+  std::istringstream text(line);
+  std::string version;
+  std::string verdict;
+  std::string path;
+  std::getline(text >> version >> verdict >> std::ws, path);
+  return {toWide(path), versionOf(version), verdict == "loads"};
+}
+
+}  // namespace
+
+HostProcess::HostProcess(const InstallTree& tree, unsigned short port)
+    : process_(joinPath(programDirectory(), L"zuvia_test_host.exe")), root_(tree.root()) {
+  ask("plugin " + toUtf8(tree.pluginPath()));
+  ask("app " + toUtf8(tree.appPath()));
+  ask("port " + std::to_string(port));
+}
+
+std::string HostProcess::load(unsigned milliseconds) {
+  return ask("load", milliseconds);
+}
+
+void HostProcess::sendHostInformation(unsigned milliseconds) {
+  ask("info", milliseconds);
+}
+
+void HostProcess::unload(unsigned milliseconds) {
+  ask("unload", milliseconds);
+}
+
+bool HostProcess::waitForEvent(const std::string& text, unsigned milliseconds) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  while (std::ranges::find(events_, text) == events_.end()) {
+    if (!takeLine(millisecondsUntil(deadline))) return false;
+  }
+  return true;
+}
+
+bool HostProcess::waitForMessage(const std::wstring& start, unsigned milliseconds) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  const auto begins = [&](const WideText& message) { return message.starts_with(start); };
+  while (std::ranges::none_of(messages_, begins)) {
+    if (!takeLine(millisecondsUntil(deadline))) return false;
+  }
+  return true;
+}
+
+std::optional<unsigned long> HostProcess::waitForEnd(unsigned milliseconds) {
+  return process_.waitForExit(milliseconds);
+}
+
+void HostProcess::terminate() {
+  process_.terminate();
+}
+
+void HostProcess::exit() {
+  process_.closeInput();
+  if (!process_.waitForExit(30000)) throw std::runtime_error("The host does not end");
+}
+
+std::vector<WideText> HostProcess::messages() {
+  takeAll();
+  return messages_;
+}
+
+std::vector<std::string> HostProcess::events() {
+  takeAll();
+  return events_;
+}
+
+void HostProcess::cutAt(const std::string& function, std::size_t number) {
+  ask("cut " + function + ' ' + std::to_string(number));
+}
+
+std::map<std::string, std::size_t> HostProcess::calls() {
+  std::istringstream text(ask("calls"));
+  std::map<std::string, std::size_t> calls;
+  std::string function;
+  for (std::size_t number = 0; text >> function >> number;) calls[function] = number;
+  return calls;
+}
+
+HandleCount HostProcess::handles() {
+  std::istringstream text(ask("handles"));
+  HandleCount handles;
+  for (std::string type; std::getline(text, type, '=');) {
+    std::string number;
+    std::getline(text, number, ';');
+    handles[type] = std::stoul(number);
+  }
+  return handles;
+}
+
+std::vector<Candidate> HostProcess::findCandidates() {
+  candidates_.clear();
+  ask("candidates " + toUtf8(root_));
+  std::vector<Candidate> candidates;
+  std::ranges::transform(candidates_, std::back_inserter(candidates), &parseCandidate);
+  return candidates;
+}
+
+std::string HostProcess::ask(const std::string& command, unsigned milliseconds) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  answer_.reset();
+  process_.writeLine(command);
+  while (!answer_) {
+    if (takeLine(millisecondsUntil(deadline))) continue;
+    if (process_.waitForExit(0)) throw HostEnded("The host ended at: " + command);
+    throw std::runtime_error("The host does not answer: " + command);
+  }
+  if (!answer_->starts_with("ok ")) throw std::runtime_error("Host: " + command + ": " + *answer_);
+  return answer_->substr(3);
+}
+
+bool HostProcess::takeLine(unsigned milliseconds) {
+  const std::optional<std::string> line = process_.readLine(milliseconds);
+  if (!line) return false;
+  const auto told = [&](std::string_view kind) { return line->starts_with(kind); };
+  if (told("log ")) {
+    messages_.push_back(toWide(line->substr(4)));
+  } else if (told("event ")) {
+    events_.push_back(line->substr(6));
+  } else if (told("candidate ")) {
+    candidates_.push_back(line->substr(10));
+  } else {
+    answer_ = *line;
+  }
+  return true;
+}
+
+// Once it has ended, its output does, too: the wait is for what is still on the way.
+void HostProcess::takeAll() {
+  const unsigned patience = process_.waitForExit(0) ? 10000 : 0;
+  while (takeLine(patience)) {
+  }
+}
+
+}  // namespace zuvia::test

@@ -1,0 +1,197 @@
+// The program behind HostProcess: hosts a plugin and does what its standard input says, line by line. It answers each
+// line with "ok" and a result, or with "error" and a text, and says at any time what it was told by the plugin:
+//
+//   log MESSAGE          a line for the host's logger; line breaks in it are blanks here
+//   event NAME=DATA      an event
+//
+//   plugin PATH | app PATH | port NUMBER    whom it hosts, and with what; before all others
+//   load | info | unload            what a host does
+//   command NAME JSON               any command of the plugin; the answer is its result
+//   cut FUNCTION NUMBER | calls     see CallCutter.h
+//   candidates ROOT                 see Candidates.h; in a host that loads nothing else
+//   handles                         what it has open: see HandleCount.h
+//
+// It ends, without unloading, when its input does.
+
+// Before windows.h.
+#include <winsock2.h>
+
+#include <hxbase/LogControl.h>
+#include <zuvia/Exports.h>
+#include <zuvia/IPluginLoader.h>
+#include <zuvia/IWxMonitor.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/CallCutter.h"
+#include "support/Candidates.h"
+#include "support/HandleCount.h"
+#include "support/NetworkRedirect.h"
+#include "support/Text.h"
+
+namespace zuvia::test {
+namespace {
+
+// One line at a time, from any thread.
+void say(const std::string& kind, std::string text) {
+  static std::mutex& mutex = *new std::mutex;
+  std::ranges::replace(text, '\n', ' ');
+  const std::string line = kind + ' ' + text + '\n';
+  const std::lock_guard lock(mutex);
+  std::fwrite(line.data(), 1, line.size(), stdout);
+  std::fflush(stdout);
+}
+
+void sayMessage(void*, std::uint16_t, const char*, const char*, std::uint16_t, const char*, const wchar_t* message,
+                const char*) {
+  const DWORD lastError = GetLastError();
+  say("log", toUtf8(message));
+  SetLastError(lastError);
+}
+
+std::string jsonText(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char character : text) {
+    if (character == '\\') quoted += '\\';
+    quoted += character;
+  }
+  return quoted + '"';
+}
+
+// A plugin as an application has it: for as long as the process.
+class Plugin {
+ public:
+  Plugin(const std::wstring& path, unsigned short port) : module_(LoadLibraryW(path.c_str())) {
+    if (module_ == nullptr) throw std::runtime_error("the plugin does not load");
+    const FARPROC create = GetProcAddress(module_, kCreateExport);
+    entry_ = reinterpret_cast<CreateFunction*>(reinterpret_cast<void*>(create))();
+    // Port 0 is nobody's.
+    new NetworkRedirect(module_, {{"localhost", 18443, port}, {"config.zuvia.example", 443, port}});
+    cutter_ = new CallCutter(module_);
+    monitor().addListener([](const char* name, const char* data) { say("event", std::string(name) + '=' + data); });
+  }
+
+  IPluginEntryPoint& entry() { return *entry_; }
+  IWxMonitor& monitor() { return *static_cast<IWxMonitor*>(entry_->queryInterface(IID_IWxMonitor)); }
+  IPluginLoader& loader() { return *static_cast<IPluginLoader*>(entry_->queryInterface(IID_IPluginLoader)); }
+  CallCutter& cutter() { return *cutter_; }
+
+ private:
+  const HMODULE module_;
+  IPluginEntryPoint* entry_ = nullptr;
+  CallCutter* cutter_ = nullptr;
+};
+
+class Host {
+ public:
+  // Returns what the answer says after "ok".
+  std::string obey(const std::string& command, std::istringstream& arguments) {
+    if (command == "plugin") return pluginPath_ = toWide(rest(arguments)), std::string();
+    if (command == "app") return appPath_ = rest(arguments), std::string();
+    if (command == "port") return arguments >> port_, std::string();
+    if (command == "load") return load();
+    if (command == "info") return plugin().monitor().sendCommand("setHostInfo", hostInformation().c_str());
+    if (command == "unload") return plugin().entry().onUnload(), std::string();
+    if (command == "command") return pass(arguments);
+    if (command == "cut") return cut(arguments);
+    if (command == "calls") return calls();
+    if (command == "candidates") return candidates(arguments);
+    if (command == "handles") return handles();
+    throw std::invalid_argument("unknown command");
+  }
+
+ private:
+  static std::string rest(std::istringstream& arguments) {
+    std::string text;
+    std::getline(arguments >> std::ws, text);
+    return text;
+  }
+
+  Plugin& plugin() {
+    if (!plugin_) plugin_ = new Plugin(pluginPath_, port_);
+    return *plugin_;
+  }
+
+  std::string load() {
+    plugin().entry().onLoaded("C:\\host");
+    if (!plugin().loader().isLoaded()) return {};
+    return plugin().loader().getVersion();
+  }
+
+  std::string hostInformation() const {
+    return R"({"uid": 4711, "ver": "9.1.2", "test_env": true, "app_path": )" + jsonText(appPath_) + '}';
+  }
+
+  std::string pass(std::istringstream& arguments) {
+    std::string name;
+    arguments >> name;
+    return plugin().monitor().sendCommand(name.c_str(), rest(arguments).c_str());
+  }
+
+  std::string cut(std::istringstream& arguments) {
+    std::string function;
+    std::size_t number = 0;
+    arguments >> function >> number;
+    plugin().cutter().cutAt(function, number);
+    return {};
+  }
+
+  std::string calls() {
+    std::string text;
+    for (const auto& [function, number] : plugin().cutter().calls()) {
+      text += function + ' ' + std::to_string(number) + ' ';
+    }
+    return text;
+  }
+
+  static std::string candidates(std::istringstream& arguments) {
+    for (const Candidate& candidate : findCandidates(toWide(rest(arguments)))) {
+      const std::string version = candidate.version ? versionText(*candidate.version) : "none";
+      say("candidate", version + ' ' + (candidate.loads ? "loads" : "fails") + ' ' + toUtf8(candidate.path));
+    }
+    return {};
+  }
+
+  static std::string handles() {
+    std::string text;
+    for (const auto& [type, number] : countHandles()) text += type + '=' + std::to_string(number) + ';';
+    return text;
+  }
+
+  std::wstring pluginPath_;
+  std::string appPath_;
+  unsigned short port_ = 0;
+  Plugin* plugin_ = nullptr;
+};
+
+void answer(Host& host, const std::string& line) {
+  std::istringstream arguments(line);
+  std::string command;
+  arguments >> command;
+  try {
+    say("ok", host.obey(command, arguments));
+  } catch (const std::exception& error) {
+    say("error", error.what());
+  }
+}
+
+}  // namespace
+}  // namespace zuvia::test
+
+int main() {
+  using namespace zuvia::test;
+  HxSetLogSink(&sayMessage, nullptr);
+  Host host;
+  std::string line;
+  while (std::getline(std::cin, line)) answer(host, line);
+  return 0;
+}
