@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 
 #include "support/Files.h"
 
@@ -42,9 +41,21 @@ bool loads(const std::wstring& path) {
   return gives;
 }
 
-bool isModule(const std::wstring& path) {
-  const std::wstring name = path.substr(path.rfind(L'\\') + 1);
-  return _wcsicmp(name.c_str(), L"zuimpl.dll") == 0;
+void findModules(const std::wstring& directory, std::vector<std::wstring>& modules) {
+  WIN32_FIND_DATAW entry{};
+  const HANDLE found = FindFirstFileW((directory + L"\\*").c_str(), &entry);
+  if (found == INVALID_HANDLE_VALUE) return;
+  do {
+    const std::wstring name = entry.cFileName;
+    const std::wstring path = joinPath(directory, name);
+    const DWORD kind = entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT);
+    if (kind == FILE_ATTRIBUTE_DIRECTORY) {
+      if (name != L"." && name != L"..") findModules(path, modules);
+    } else if (_wcsicmp(name.c_str(), L"zuimpl.dll") == 0) {
+      modules.push_back(path);
+    }
+  } while (FindNextFileW(found, &entry));
+  FindClose(found);
 }
 
 }  // namespace
@@ -52,10 +63,9 @@ bool isModule(const std::wstring& path) {
 std::vector<Candidate> findCandidates(const std::wstring& root) {
   const DLL_DIRECTORY_COOKIE cookie = AddDllDirectory(root.c_str());
   std::vector<Candidate> candidates;
-  const auto options = std::filesystem::directory_options::follow_directory_symlink;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(root, options)) {
-    const std::wstring path = entry.path().wstring();
-    if (!isModule(path) || entry.is_directory()) continue;
+  std::vector<std::wstring> modules;
+  findModules(root, modules);
+  for (const std::wstring& path : modules) {
     const std::optional<Version> version = versionOfFile(path);
     candidates.push_back({path, version, version && loads(path)});
   }

@@ -5,6 +5,7 @@
 
 #include "support/CallCutter.h"
 #include "support/InstallTree.h"
+#include "support/Wine.h"
 
 namespace zuvia::test {
 namespace {
@@ -89,6 +90,9 @@ TEST_F(HostProcessTest, FindsCandidatesAndTriesThem) {
   tree.addVersion(L"2.0.0.50", moduleFile(L"missing-dependency"));
   tree.addVersion(L"deep\\er", moduleFile(L"2.0.0.46"));
   tree.addFile(L"torn\\ZUIMPL.DLL", "MZ");
+  const InstallTree elsewhere;
+  elsewhere.addVersion(L"2.0.0.47", moduleFile(L"2.0.0.47"));
+  makeDirectoryLink(tree.root() + L"\\link", elsewhere.root());
   const auto candidates = host.findCandidates();
   EXPECT_THAT(candidates, ElementsAre(Field(&Candidate::loads, false), Field(&Candidate::loads, true),
                                       Field(&Candidate::loads, true), Field(&Candidate::version, std::nullopt)));
