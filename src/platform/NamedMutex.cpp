@@ -6,10 +6,8 @@ void MutexHold::release() {
   if (!mutex_) {
     return;
   }
-  const DWORD error = GetLastError();
   ReleaseMutex(mutex_.get());
   mutex_.reset();
-  SetLastError(error);
 }
 
 MutexHold acquireNamedMutex(const std::wstring& name, DWORD milliseconds) {

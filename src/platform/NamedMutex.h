@@ -19,7 +19,7 @@ class MutexHold {
 
   explicit operator bool() const { return static_cast<bool>(mutex_); }
 
-  // Releases and closes the mutex now. Keeps the thread's last error code.
+  // Releases and closes the mutex now.
   void release();
 
  private:

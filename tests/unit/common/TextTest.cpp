@@ -63,6 +63,12 @@ TEST(Text, AsciiSurvivesEveryConversion) {
   EXPECT_EQ(WideText(Utf8ToWide("C:\\dir\\zuimpl.dll 1.0")), L"C:\\dir\\zuimpl.dll 1.0");
 }
 
+TEST(Text, OneCharacterIsAText) {
+  EXPECT_EQ(WideText(AnsiToWide("a")), L"a");
+  EXPECT_EQ(WideToAnsi(L"a"), "a");
+  EXPECT_EQ(WideText(Utf8ToWide("a")), L"a");
+}
+
 TEST(Text, EmptyTextIsNotConvertedAtAll) {
   Conversions conversions;
   EXPECT_EQ(WideText(AnsiToWide("")), L"");
