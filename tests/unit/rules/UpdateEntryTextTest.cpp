@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -85,10 +86,17 @@ TEST(UpdateEntryText, ThrowsForATextThatIsNoObject) {
 }
 
 TEST(UpdateEntryText, ThrowsForAMemberThatIsNoTextAndKeepsThoseBefore) {
-  UpdateEntry entry = earlier();
-  std::string errors;
-  EXPECT_THROW(parseUpdateEntry(R"({"ver":"5","pmd5":"6","dmd5":[],"url":"8"})", entry, errors), std::exception);
-  EXPECT_EQ(describe(entry), "[ver: 5, pmd5: 6, dmd5:3, url: 4]");
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"ver":[],"pmd5":"6","dmd5":"7","url":"8"})", "[ver: 1, pmd5: 2, dmd5:3, url: 4]"},
+      {R"({"ver":"5","pmd5":[],"dmd5":"7","url":"8"})", "[ver: 5, pmd5: 2, dmd5:3, url: 4]"},
+      {R"({"ver":"5","pmd5":"6","dmd5":[],"url":"8"})", "[ver: 5, pmd5: 6, dmd5:3, url: 4]"},
+      {R"({"ver":"5","pmd5":"6","dmd5":"7","url":[]})", "[ver: 5, pmd5: 6, dmd5:7, url: 4]"}};
+  for (const auto& [text, kept] : cases) {
+    UpdateEntry entry = earlier();
+    std::string errors;
+    EXPECT_THROW(parseUpdateEntry(text, entry, errors), std::exception);
+    EXPECT_EQ(describe(entry), kept);
+  }
 }
 
 TEST(UpdateEntryText, ThrowsForADepthBeyondTheParsers) {
