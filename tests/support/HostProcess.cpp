@@ -1,10 +1,14 @@
 #include "support/HostProcess.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 
 #include "support/Files.h"
 #include "support/Text.h"
@@ -13,6 +17,12 @@ namespace zuvia::test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+struct CloseHandleOf {
+  using pointer = HANDLE;
+  void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using Handle = std::unique_ptr<void, CloseHandleOf>;
 
 unsigned millisecondsUntil(Clock::time_point deadline) {
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
@@ -122,16 +132,35 @@ std::vector<Candidate> HostProcess::findCandidates() {
 }
 
 std::string HostProcess::ask(const std::string& command, unsigned milliseconds) {
-  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  begin(command);
+  return finish(milliseconds);
+}
+
+void HostProcess::begin(const std::string& command) {
+  command_ = command;
   answer_.reset();
   process_.writeLine(command);
+}
+
+std::string HostProcess::finish(unsigned milliseconds) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
   while (!answer_) {
     if (takeLine(millisecondsUntil(deadline))) continue;
-    if (process_.waitForExit(0)) throw HostEnded("The host ended at: " + command);
-    throw std::runtime_error("The host does not answer: " + command);
+    if (process_.waitForExit(0)) throw HostEnded("The host ended at: " + command_);
+    throw std::runtime_error("The host does not answer: " + command_);
   }
-  if (!answer_->starts_with("ok ")) throw std::runtime_error("Host: " + command + ": " + *answer_);
+  if (!answer_->starts_with("ok ")) throw std::runtime_error("Host: " + command_ + ": " + *answer_);
   return answer_->substr(3);
+}
+
+void HostProcess::stopAt(const std::wstring& start) {
+  ask("stop " + toUtf8(start));
+}
+
+void HostProcess::resume() {
+  const Handle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, nameOfResumeEvent(process_.id()).c_str()));
+  if (event && SetEvent(event.get()) != FALSE) return;
+  throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "The host is not to stop anywhere");
 }
 
 bool HostProcess::takeLine(unsigned milliseconds) {
@@ -155,6 +184,10 @@ void HostProcess::takeAll() {
   const unsigned patience = process_.waitForExit(0) ? 10000 : 0;
   while (takeLine(patience)) {
   }
+}
+
+std::wstring nameOfResumeEvent(unsigned long processId) {
+  return L"Local\\zuvia-test-host-" + std::to_wstring(processId);
 }
 
 }  // namespace zuvia::test

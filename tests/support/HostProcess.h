@@ -73,6 +73,15 @@ class HostProcess {
   // The answer to one more command of host_main.cpp.
   std::string ask(const std::string& command, unsigned milliseconds = 30000);
 
+  // Its halves, for hosts that are at work at the same time: sends the command, and waits for the answer.
+  void begin(const std::string& command);
+  std::string finish(unsigned milliseconds = 30000);
+
+  // The thread that logs the first message that begins so from now on stays in the logger, with everything that it
+  // holds, until resume(). One message in the life of a host.
+  void stopAt(const std::wstring& start);
+  void resume();
+
   ChildProcess& process() { return process_; }
 
  private:
@@ -83,8 +92,12 @@ class HostProcess {
   std::vector<WideText> messages_;
   std::vector<std::string> events_;
   std::vector<std::string> candidates_;
+  std::string command_;  // the last one
   std::optional<std::string> answer_;
   const std::wstring root_;
 };
+
+// The name of the event that has a stopped host go on.
+std::wstring nameOfResumeEvent(unsigned long processId);
 
 }  // namespace zuvia::test

@@ -8,6 +8,7 @@
 //   load | info | unload            what a host does
 //   command NAME JSON               any command of the plugin; the answer is its result
 //   cut FUNCTION NUMBER | calls     see CallCutter.h
+//   stop MESSAGE                    see HostProcess.h
 //   candidates ROOT                 see Candidates.h; in a host that loads nothing else
 //   handles                         what it has open: see HandleCount.h
 //
@@ -29,12 +30,14 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "support/CallCutter.h"
 #include "support/Candidates.h"
 #include "support/HandleCount.h"
+#include "support/HostProcess.h"
 #include "support/NetworkRedirect.h"
 #include "support/Text.h"
 
@@ -51,10 +54,43 @@ void say(const std::string& kind, std::string text) {
   std::fflush(stdout);
 }
 
+// Where a thread that logs stays until it is told to go on. Lives as long as the process.
+class Stop {
+ public:
+  // Before the message can come.
+  void setAt(std::wstring start) {
+    resumed_ = CreateEventW(nullptr, TRUE, FALSE, nameOfResumeEvent(GetCurrentProcessId()).c_str());
+    if (resumed_ == nullptr) throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "stop");
+    const std::lock_guard lock(mutex_);
+    start_ = std::move(start);
+  }
+
+  // Any thread.
+  void pass(const std::wstring& message) {
+    if (isHere(message)) WaitForSingleObject(resumed_, INFINITE);
+  }
+
+ private:
+  // Once.
+  bool isHere(const std::wstring& message) {
+    const std::lock_guard lock(mutex_);
+    if (start_.empty() || !message.starts_with(start_)) return false;
+    start_.clear();
+    return true;
+  }
+
+  std::mutex mutex_;
+  std::wstring start_;  // empty: nowhere
+  HANDLE resumed_ = nullptr;
+};
+
+Stop& stop = *new Stop;
+
 void sayMessage(void*, std::uint16_t, const char*, const char*, std::uint16_t, const char*, const wchar_t* message,
                 const char*) {
   const DWORD lastError = GetLastError();
   say("log", toUtf8(message));
+  stop.pass(message);
   SetLastError(lastError);
 }
 
@@ -104,6 +140,7 @@ class Host {
     if (command == "command") return pass(arguments);
     if (command == "cut") return cut(arguments);
     if (command == "calls") return calls();
+    if (command == "stop") return stop.setAt(toWide(rest(arguments))), std::string();
     if (command == "candidates") return candidates(arguments);
     if (command == "handles") return handles();
     throw std::invalid_argument("unknown command");

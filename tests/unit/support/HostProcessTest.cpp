@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <system_error>
+
 #include "support/CallCutter.h"
 #include "support/InstallTree.h"
 #include "support/Wine.h"
@@ -80,6 +82,21 @@ TEST_F(HostProcessTest, CountsACutFromWhereItIsAsked) {
 
 TEST_F(HostProcessTest, RefusesToCutWhatIsNotImported) {
   EXPECT_THROW(host.cutAt("CreateFile2", 1), std::runtime_error);
+}
+
+TEST_F(HostProcessTest, StopsAtAMessageUntilItIsToGoOn) {
+  host.stopAt(L"Load plugin success");
+  host.begin("load");
+  EXPECT_TRUE(host.waitForMessage(L"Load plugin success"));
+  EXPECT_FALSE(host.waitForEvent("pluginLoadedDoneEvent=2.0.0.45", 300));
+  host.resume();
+  EXPECT_EQ(host.finish(), "2.0.0.45");
+  host.unload();
+  EXPECT_EQ(host.load(), "2.0.0.45");  // it stops once
+}
+
+TEST_F(HostProcessTest, GoesOnOnlyWhereItWasToStop) {
+  EXPECT_THROW(host.resume(), std::system_error);
 }
 
 TEST_F(HostProcessTest, TellsWhatItHasOpen) {
