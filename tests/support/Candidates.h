@@ -15,8 +15,8 @@ struct Candidate {
   bool loads = false;                                   // as a library that gives an object
 };
 
-// Finds every file or link named zuimpl.dll below a directory, itself included, in any letter case and at any depth. Links
-// are not followed. Tries each with a version: in this process, where some of them stay mapped. Newest first.
+// Finds every file or link named zuimpl.dll below a directory, itself included, in any letter case and at any depth;
+// links are not followed. Tries each with a version: in this process, where some of them stay mapped. Newest first.
 std::vector<Candidate> findCandidates(const std::wstring& root);
 
 // "2.0.0.47" of a version, and the version of such a text; nothing: it is none.
