@@ -9,35 +9,11 @@
 #include "integration/PluginTest.h"
 #include "support/Files.h"
 #include "support/HandleCount.h"
+#include "support/HeapCount.h"
 #include "support/Text.h"
 
 namespace zuvia::test {
 namespace {
-
-// What the heaps of this process hold: those of Windows, which the C run-time library allocates from as well.
-struct HeapCount {
-  std::size_t blocks = 0;
-  std::size_t bytes = 0;
-};
-
-HeapCount countHeaps() {
-  constexpr DWORD kMost = 64;
-  HANDLE heaps[kMost];
-  const DWORD number = GetProcessHeaps(kMost, heaps);
-  EXPECT_TRUE(number > 0 && number <= kMost);
-  HeapCount count;
-  for (DWORD i = 0; i < number; ++i) {
-    HeapLock(heaps[i]);
-    PROCESS_HEAP_ENTRY entry{};
-    while (HeapWalk(heaps[i], &entry)) {
-      if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) == 0) continue;
-      ++count.blocks;
-      count.bytes += entry.cbData;
-    }
-    HeapUnlock(heaps[i]);
-  }
-  return count;
-}
 
 // How many indexes for thread-local storage are left in this process, by taking them all for a moment.
 int countFreeTlsIndexes() {
