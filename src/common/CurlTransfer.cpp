@@ -6,7 +6,16 @@
 
 #include <utility>
 
+#include <openssl/crypto.h>
+
 namespace zuvia {
+
+// OpenSSL has random generators and more for each thread. Linked statically it does not see that a thread ends, and
+// threads come and go with every fetch and update.
+void CurlHandleCloser::operator()(CURL* handle) const {
+  curl_easy_cleanup(handle);
+  OPENSSL_thread_stop();
+}
 
 void CurlHeaders::append(const char* line) {
   if (curl_slist* const longer = curl_slist_append(list_, line)) {

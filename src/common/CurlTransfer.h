@@ -12,8 +12,9 @@ namespace zuvia {
 inline constexpr const wchar_t* kCurlGlobalMutexName = L"Local\\ZuviaPluginCurlGlobal";
 inline constexpr unsigned long kCurlGlobalWaitMilliseconds = 60'000;
 
+// Closes the handle, and frees what the TLS library keeps for the calling thread, which made the transfer.
 struct CurlHandleCloser {
-  void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+  void operator()(CURL* handle) const;
 };
 using CurlHandle = std::unique_ptr<CURL, CurlHandleCloser>;
 

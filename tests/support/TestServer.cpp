@@ -300,6 +300,7 @@ struct TestServer::Private {
     auto done = std::make_shared<std::atomic<bool>>(false);
     auto work = [this, done, client = std::move(socket)](const std::stop_token& stop) mutable {
       handle(std::move(client), stop);
+      OPENSSL_thread_stop();  // linked statically, it does not see that the thread ends
       *done = true;
     };
     return {std::jthread(std::move(work)), done};
