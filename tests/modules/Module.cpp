@@ -8,7 +8,8 @@
 //   throw                 throws a standard exception
 //   other words           "answer to WORD"
 //
-// The record outlives the object as long as the module is loaded: the export testRecord gives its text.
+// The record outlives the object as long as the module is loaded: the export testRecord gives its text. The export
+// testRaise raises an event on the calling thread, whichever it is.
 
 #include <zuvia/Exports.h>
 #include <zuvia/IPluginLoader.h>
@@ -77,9 +78,11 @@ class Implementation : public zuvia::IPluginEntryPoint, public zuvia::IPluginLoa
   uint64_t addListener(const zuvia::Listener& listener) override;
   bool removeListener(uint64_t id) override;
 
+  // "raised", or "threw" when a listener did. Any thread.
+  std::string raise(const char* name, const char* data);
+
  private:
   std::string obey(const std::string& command, const std::string& data);
-  std::string raise(const char* name, const char* data);
   std::string raiseText(const std::string& text);
 
   std::mutex mutex_;  // guards the listeners
@@ -168,8 +171,13 @@ bool Implementation::removeListener(uint64_t id) {
   return listeners_.erase(id) > 0;
 }
 
-zuvia::IPluginEntryPoint* create() {
+Implementation& theOne() {
   static Implementation implementation;
+  return implementation;
+}
+
+zuvia::IPluginEntryPoint* create() {
+  Implementation& implementation = theOne();
   if (companionValue() != 0) record.add("companion " + std::to_string(companionValue()));
   switch (kCreate) {
     case Create::Null:
@@ -200,6 +208,10 @@ __declspec(dllexport) const char* testRecord() {
   static std::string text;
   text = record.text();
   return text.c_str();
+}
+
+__declspec(dllexport) void testRaise(const char* name, const char* data) {
+  theOne().raise(name, data);
 }
 
 }  // extern "C"

@@ -45,7 +45,7 @@ bool LogCapture::waitForStart(const std::wstring& start, unsigned milliseconds) 
 
 void LogCapture::clear() {
   const std::lock_guard lock(mutex_);
-  lines_.clear();
+  std::vector<LogLine>().swap(lines_);
 }
 
 void LogCapture::receive(void* context, std::uint16_t level, const char* className, const char* sourceFile,

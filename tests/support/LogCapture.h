@@ -50,7 +50,7 @@ class LogCapture {
   // The same for a message that begins with these characters.
   bool waitForStart(const std::wstring& start, unsigned milliseconds = 10000) const;
 
-  // Forgets the lines so far.
+  // Forgets the lines so far, and gives their memory back.
   void clear();
 
  private:
