@@ -55,6 +55,7 @@ Faults hardeningFaults(const PeFile& file) {
   require(file.hasRelocations(), "has no relocations");
   for (const PeSection& section : file.sections()) {
     require(!section.writable || !section.executable, "section " + section.name + " is written and run");
+    require(!section.shared, "section " + section.name + " is shared with other processes");
   }
   return faults;
 }
@@ -87,6 +88,7 @@ Faults pathFaults(const PeFile& file, const std::vector<std::string>& paths) {
     if (file.containsPath(path)) faults.push_back("holds " + path);
   }
   if (file.hasDebugDirectory()) faults.push_back("says where its symbols are");
+  if (file.hasSymbols()) faults.push_back("holds the names of its functions");
   return faults;
 }
 

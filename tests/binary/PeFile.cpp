@@ -77,6 +77,10 @@ bool PeFile::hasDebugDirectory() const {
   return directory(IMAGE_DIRECTORY_ENTRY_DEBUG).size != 0;
 }
 
+bool PeFile::hasSymbols() const {
+  return read<IMAGE_NT_HEADERS64>(headers_).FileHeader.NumberOfSymbols != 0;
+}
+
 std::vector<PeSection> PeFile::sections() const {
   const auto header = read<IMAGE_NT_HEADERS64>(headers_).FileHeader;
   const size_t first = headers_ + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) + header.SizeOfOptionalHeader;
@@ -89,7 +93,8 @@ std::vector<PeSection> PeFile::sections() const {
                         .offset = section.PointerToRawData,
                         .size = section.SizeOfRawData,
                         .writable = (section.Characteristics & IMAGE_SCN_MEM_WRITE) != 0,
-                        .executable = (section.Characteristics & IMAGE_SCN_MEM_EXECUTE) != 0});
+                        .executable = (section.Characteristics & IMAGE_SCN_MEM_EXECUTE) != 0,
+                        .shared = (section.Characteristics & IMAGE_SCN_MEM_SHARED) != 0});
   }
   return sections;
 }

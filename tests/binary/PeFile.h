@@ -17,6 +17,7 @@ struct PeSection {
   size_t size = 0;     // of its bytes in the file
   bool writable = false;
   bool executable = false;
+  bool shared = false;  // by all processes that load the file
 };
 
 struct PeExport {
@@ -36,6 +37,7 @@ class PeFile {
   uint16_t dllCharacteristics() const;  // IMAGE_DLLCHARACTERISTICS_…
   bool hasRelocations() const;          // a base relocation directory that is not empty, and not marked as stripped
   bool hasDebugDirectory() const;       // where a linker notes the place of the symbols
+  bool hasSymbols() const;              // a table of names within the file
   std::vector<PeSection> sections() const;
   size_t exportedFunctions() const;       // named or not
   std::vector<PeExport> exports() const;  // the named ones

@@ -7,6 +7,9 @@
 asm(".section .mixed,\"xw\"\n.globl mixed\nmixed:\n.long 0\n.text");
 extern "C" DWORD mixed;
 
+// One memory for all processes that load the file.
+__attribute__((section(".common,\"dws\"#"))) DWORD common = 1;
+
 // Exported with its C++ name; calls a library that nothing else needs.
 __declspec(dllexport) DWORD decorated();
 DWORD decorated() {

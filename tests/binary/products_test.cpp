@@ -11,6 +11,7 @@
 namespace zuvia::test {
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 struct Product {
@@ -54,6 +55,15 @@ INSTANTIATE_TEST_SUITE_P(All, ProductTest,
 
 TEST(Plugin, ExportsCreateAndNothingElse) {
   EXPECT_THAT(exportFaults(PeFile(binaryDirectory() / "zuviaplugin.dll"), {"create"}), IsEmpty());
+}
+
+// What the host's process gets with it. A library that is new here is looked for as the host's program looks for its
+// own, and so deserves a thought: docs/security.md.
+TEST(Plugin, ImportsTheseLibrariesAndNoOther) {
+  EXPECT_THAT(
+      PeFile(binaryDirectory() / "zuviaplugin.dll").imports(),
+      ElementsAre("advapi32.dll", "bcrypt.dll", "crypt32.dll", "hxbase.dll", "hxutility.dll", "kernel32.dll",
+                  "msvcrt.dll", "ole32.dll", "shell32.dll", "shlwapi.dll", "user32.dll", "version.dll", "ws2_32.dll"));
 }
 
 TEST(Plugin, SaysItsVersion) {
