@@ -1,5 +1,6 @@
 #include "updater/EntryNames.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace zuvia {
@@ -34,6 +35,11 @@ bool isLegalEntryName(std::wstring_view name) {
 
 bool isTopLevelEntryName(std::wstring_view name) {
   return name.find_first_of(kSeparators) == std::wstring_view::npos;
+}
+
+std::wstring entryPath(const std::wstring& directory, std::wstring name) {
+  std::replace(name.begin(), name.end(), L'/', L'\\');
+  return directory + L'\\' + name;
 }
 
 }  // namespace zuvia

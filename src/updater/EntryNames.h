@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace zuvia {
@@ -11,5 +12,8 @@ bool isLegalEntryName(std::wstring_view name);
 
 // Whether the name has no directory in it.
 bool isTopLevelEntryName(std::wstring_view name);
+
+// The file that an entry of this name becomes below a directory: both joined, every separator of the name a backslash.
+std::wstring entryPath(const std::wstring& directory, std::wstring name);
 
 }  // namespace zuvia

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -138,9 +137,8 @@ bool writeFile(const std::wstring& path, const std::string& content) {
   return true;
 }
 
-bool writeEntry(const std::wstring& outDir, std::wstring name, const std::string& content) {
-  std::replace(name.begin(), name.end(), L'/', L'\\');
-  const std::wstring path = outDir + L"\\" + name;
+bool writeEntry(const std::wstring& outDir, const std::wstring& name, const std::string& content) {
+  const std::wstring path = entryPath(outDir, name);
   const std::wstring parent = path.substr(0, path.rfind(L'\\'));
   if (!prepareParent(parent) || !checkParents(parent, outDir)) {
     return false;

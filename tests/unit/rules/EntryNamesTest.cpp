@@ -38,5 +38,11 @@ TEST(EntryNames, TopLevelNamesHaveNoSeparator) {
   EXPECT_FALSE(isTopLevelEntryName(L"./zuimpl.dll"));
 }
 
+TEST(EntryNames, BecomePathsWithBackslashes) {
+  EXPECT_EQ(entryPath(L"C:\\p\\1", L"zuimpl.dll"), L"C:\\p\\1\\zuimpl.dll");
+  EXPECT_EQ(entryPath(L"C:\\p\\1", L"a/b\\c//d/"), L"C:\\p\\1\\a\\b\\c\\\\d\\");
+  EXPECT_EQ(entryPath(L"C:/p", L"a/b"), L"C:/p\\a\\b") << "the directory stays as it is";
+}
+
 }  // namespace
 }  // namespace zuvia
