@@ -53,28 +53,51 @@ TEST(FetchGate, GoesOnWhenTheSecondsStartAgain) {
   EXPECT_TRUE(gate.tryPass(50));
 }
 
-// Of threads that read the same last time, only the one that replaces it passes. They meet by spinning: whatever
-// sleeps until it is woken misses a wake-up now and then under Wine.
-TEST(FetchGate, LetsOneOfSeveralThreadsPass) {
-  constexpr uint32_t kThreads = 4;
-  constexpr uint32_t kRounds = 3000;
+// A caller that looked at the clock, and was then overtaken by one that looked at it a second later.
+TEST(FetchGate, LetsNonePassThatWasOvertaken) {
+  FetchGate gate;
+  EXPECT_TRUE(gate.tryPass(kNow));
+  EXPECT_FALSE(gate.tryPass(kNow - 1));
+  EXPECT_FALSE(gate.tryPass(kNow - 60));
+}
+
+TEST(FetchGate, GoesOnWhenTheClockIsPutBack) {
+  FetchGate gate;
+  gate.tryPass(kNow);
+  EXPECT_TRUE(gate.tryPass(kNow - 61));
+  EXPECT_FALSE(gate.tryPass(kNow - 1));
+}
+
+// How many threads pass in rounds that are secondsApart, one thread for each of the seconds that it adds to the
+// round's. They meet by spinning: whatever sleeps until it is woken misses a wake-up now and then under Wine.
+uint32_t passesOf(uint32_t rounds, uint32_t secondsApart, const std::vector<uint32_t>& added) {
   FetchGate gate;
   std::atomic<uint32_t> passed = 0;
-  std::atomic<uint32_t> arrived = 0;
+  std::atomic<size_t> arrived = 0;
   std::vector<std::jthread> threads;
-  for (uint32_t i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&] {
-      for (uint32_t round = 1; round <= kRounds; ++round) {
+  for (const uint32_t seconds : added) {
+    threads.emplace_back([&, seconds] {
+      for (uint32_t round = 1; round <= rounds; ++round) {
         ++arrived;
-        while (arrived < round * kThreads) {
-          std::this_thread::yield();
+        for (int spins = 0; arrived < round * added.size(); ++spins) {
+          if (spins > 100) std::this_thread::yield();
         }
-        passed += gate.tryPass(round * 61) ? 1 : 0;
+        passed += gate.tryPass(round * secondsApart + seconds) ? 1 : 0;
       }
     });
   }
   threads.clear();
-  EXPECT_EQ(passed, kRounds);
+  return passed;
+}
+
+// Of threads that read the same last time, only the one that replaces it passes.
+TEST(FetchGate, LetsOneOfEightThreadsPass) {
+  EXPECT_EQ(passesOf(1000, 61, {0, 0, 0, 0, 0, 0, 0, 0}), 1000U);
+}
+
+// The second changes between one thread's look at the clock and another's.
+TEST(FetchGate, LetsOneOfEightThreadsPassAtTheTurnOfASecond) {
+  EXPECT_EQ(passesOf(1000, 62, {0, 1, 0, 1, 0, 1, 0, 1}), 1000U);
 }
 
 }  // namespace
