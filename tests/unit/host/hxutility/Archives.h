@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "StartHeader.h"
+
 // Archives for the tests of the reader, from three sources: the real 7-Zip program, libarchive, and byte by byte.
 
 namespace hxutility::test {
@@ -53,14 +55,7 @@ class HandMade {
   std::vector<Entry> entries_;
 };
 
-// Puts a start header in front of packed streams and their header. The checksums are right.
-std::string withStartHeader(std::string_view packedStreams, std::string_view header);
-
-// A number in the notation of 7z headers, and one as size bytes, lowest first.
+// A number in the notation of 7z headers.
 std::string number(uint64_t value);
-std::string littleEndian(uint64_t value, size_t size);
-
-// The checksum that 7z uses, CRC-32.
-uint32_t checksum(std::string_view bytes);
 
 }  // namespace hxutility::test
