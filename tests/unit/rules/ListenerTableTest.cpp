@@ -221,5 +221,37 @@ TEST(ListenerTable, BearsAnyMixOfThreads) {
   EXPECT_EQ(calls, 1000);
 }
 
+// Each thread's own listener is there for what the thread itself raises, and is not once it is removed; it may
+// be called by the rounds of other threads meanwhile. The one that stays misses nothing.
+TEST(ListenerTable, ServesEightThreadsThatAddRaiseAndRemove) {
+  constexpr int kRounds = 200;
+  ListenerTable table;
+  std::atomic<int> calls = 0;
+  table.add([&](const char*, const char*) { ++calls; });
+  std::vector<std::atomic<int>> own(8);
+  std::atomic<size_t> arrived = 0;
+  std::vector<std::jthread> threads;
+  for (std::atomic<int>& count : own) {
+    threads.emplace_back([&] {
+      ++arrived;
+      while (arrived < own.size()) std::this_thread::yield();
+      for (int i = 0; i < kRounds; ++i) {
+        const int before = count;
+        const uint64_t id = table.add([&](const char*, const char*) { ++count; });
+        table.notify("name", "data", kNothing);
+        EXPECT_GT(count, before);
+        EXPECT_TRUE(table.remove(id));
+        EXPECT_FALSE(table.remove(id));
+      }
+    });
+  }
+  threads.clear();
+  EXPECT_EQ(calls, 8 * kRounds);
+  const std::vector<int> reached(own.begin(), own.end());
+  table.notify("name", "data", kNothing);
+  EXPECT_EQ(calls, 8 * kRounds + 1);
+  EXPECT_TRUE(std::equal(own.begin(), own.end(), reached.begin()));
+}
+
 }  // namespace
 }  // namespace zuvia
