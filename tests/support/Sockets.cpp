@@ -40,12 +40,15 @@ void Socket::reset() {
   if (valid()) closesocket(std::exchange(handle_, INVALID_SOCKET));
 }
 
-Socket listenOnLoopback() {
+Socket listenOnLoopback(unsigned short port) {
   Socket socket(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
   check(socket.valid(), "socket");
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(port);
+  const BOOL reuse = port == 0 ? FALSE : TRUE;
+  setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);
   check(bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0, "bind");
   check(listen(socket.get(), SOMAXCONN) == 0, "listen");
   return socket;

@@ -37,8 +37,9 @@ class Socket {
   SOCKET handle_;
 };
 
-// Listens on 127.0.0.1 at a free port. Throws std::runtime_error.
-Socket listenOnLoopback();
+// Listens on 127.0.0.1 at this port, also when connections of an earlier listener are still known to the system; 0: at
+// a free one. Throws std::runtime_error.
+Socket listenOnLoopback(unsigned short port = 0);
 unsigned short portOf(const Socket& socket);
 
 enum class Readiness { Readable, Writable };

@@ -270,12 +270,21 @@ struct TestServer::Private {
         authority(tls::DevCa::create("zuvia test authority")),
         context(makeTlsContext(issueFor(authority, chosen))),
         listener(listenOnLoopback()),
-        acceptor([this](const std::stop_token& stop) { acceptAll(stop); }) {}
+        port(portOf(listener)) {
+    startAccepting();
+  }
 
-  ~Private() {
-    // The acceptor ends its workers: nothing runs when the members go.
+  // Nothing runs when the members go.
+  ~Private() { stopAccepting(); }
+
+  void startAccepting() {
+    acceptor = std::jthread([this](const std::stop_token& stop) { acceptAll(stop); });
+  }
+
+  // The acceptor ends its workers.
+  void stopAccepting() {
     acceptor.request_stop();
-    acceptor.join();
+    if (acceptor.joinable()) acceptor.join();
   }
 
   void acceptAll(const std::stop_token& stop) {
@@ -362,7 +371,8 @@ struct TestServer::Private {
   const SocketLibrary library;
   const tls::DevCa authority;
   const TlsContext context;
-  const Socket listener;
+  Socket listener;
+  const unsigned short port;
 
   mutable std::mutex mutex;  // guards what follows, except the atomic
   mutable std::condition_variable arrived;
@@ -386,7 +396,7 @@ TestServer::~TestServer() {
 }
 
 unsigned short TestServer::port() const {
-  return portOf(m->listener);
+  return m->port;
 }
 
 std::string TestServer::url(const std::string& path) const {
@@ -404,7 +414,18 @@ void TestServer::expect(const std::string& method, const std::string& target, An
 
 void TestServer::serve(const std::string& method, const std::string& target, Answer answer) {
   const std::lock_guard lock(m->mutex);
+  std::erase_if(m->served, [&](const auto& known) { return known.method == method && known.target == target; });
   m->served.push_back({method, target, std::move(answer)});
+}
+
+void TestServer::close() {
+  m->stopAccepting();
+  m->listener.reset();
+}
+
+void TestServer::reopen() {
+  m->listener = listenOnLoopback(m->port);
+  m->startAccepting();
 }
 
 void TestServer::acceptInSilence(unsigned connections) {

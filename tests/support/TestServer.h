@@ -95,7 +95,8 @@ struct TestServerOptions {
   bool inAnyOrder = false;  // expectations are met in any order; else in the order of their making
 };
 
-// All operations: any thread, except that verify() and the destructor belong to the thread of the test.
+// All operations: any thread, except that close(), reopen(), verify() and the destructor belong to the thread of the
+// test.
 class TestServer {
  public:
   // Starts it, with a certificate from an authority of its own, which nobody trusts yet.
@@ -118,7 +119,8 @@ class TestServer {
   // Expects one such request and answers it. method, target: compared exactly.
   void expect(const std::string& method, const std::string& target, Answer answer);
 
-  // Answers such requests whenever they come, and also when none does. Expectations go first.
+  // Answers such requests whenever they come, and also when none does. Expectations go first. What was served to the
+  // same requests before is replaced.
   void serve(const std::string& method, const std::string& target, Answer answer);
 
   // The next so many connections are accepted and get no answer at all, not even to their TLS greeting.
@@ -127,6 +129,13 @@ class TestServer {
   // The next connection is accepted and, once its TLS greeting has come, sent this text in the clear and ended in
   // order. "": it is ended at once. Silence goes first.
   void answerWithoutTls(std::string text);
+
+  // Stops at once, whatever clients do, as a service that goes down: connections to the port are refused. What it
+  // knows stays.
+  void close();
+
+  // Goes on at the same port after close().
+  void reopen();
 
   // The requests so far, unexpected ones included.
   std::vector<Request> requests() const;

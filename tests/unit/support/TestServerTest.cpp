@@ -177,6 +177,33 @@ TEST_F(TestServerTest, ServesStandingAnswersAnyNumberOfTimes) {
   EXPECT_EQ(transfer({.url = server.url("/x")}).body, "standing");
 }
 
+TEST_F(TestServerTest, ReplacesAStandingAnswer) {
+  server.serve("GET", "/x", Answer::respond(200, "first"));
+  server.serve("GET", "/x", Answer::respond(200, "second"));
+  EXPECT_EQ(transfer({.url = server.url("/x")}).body, "second");
+}
+
+TEST_F(TestServerTest, IsGoneUntilItIsReopened) {
+  server.serve("GET", "/x", Answer::respond(200, "there"));
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(transfer({.url = server.url("/x")}).body, "there");
+    server.close();
+    EXPECT_EQ(transfer({.url = server.url("/x")}).code, CURLE_COULDNT_CONNECT);
+    server.reopen();
+  }
+  EXPECT_EQ(transfer({.url = server.url("/x")}).body, "there");
+}
+
+TEST_F(TestServerTest, ClosesInTheMiddleOfAnAnswer) {
+  server.serve("GET", "/x", Answer::respond(200, "12345").stallAfter(2));
+  int code = CURLE_OK;
+  std::thread client([&] { code = transfer({.url = server.url("/x")}).code; });
+  EXPECT_TRUE(server.waitForRequests(1));
+  server.close();
+  client.join();
+  EXPECT_NE(code, CURLE_OK);
+}
+
 TEST_F(TestServerTest, WaitsForRequests) {
   server.expect("GET", "/x", Answer::respond(200));
   EXPECT_FALSE(server.waitForRequests(1, 10));
