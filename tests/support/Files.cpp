@@ -82,8 +82,7 @@ void removeKnown(const std::wstring& path, DWORD attributes) {
 std::string describe(const std::wstring& path, DWORD attributes) {
   if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return "link";
   if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return "directory";
-  const std::string content = readFile(path);
-  return std::to_string(content.size()) + " bytes " + sha256(content);
+  return describeContent(readFile(path));
 }
 
 void list(const std::wstring& directory, const std::wstring& prefix, TreeListing& listing) {
@@ -170,6 +169,10 @@ TreeListing listTree(const std::wstring& directory) {
   TreeListing listing;
   list(directory, {}, listing);
   return listing;
+}
+
+std::string describeContent(std::string_view content) {
+  return std::to_string(content.size()) + " bytes " + sha256(content);
 }
 
 std::string describeChanges(const TreeListing& before, const TreeListing& after) {

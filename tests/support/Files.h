@@ -46,6 +46,9 @@ void removeTree(const std::wstring& path);
 using TreeListing = std::map<std::wstring, std::string>;
 TreeListing listTree(const std::wstring& directory);
 
+// What a listing says of a file with this content.
+std::string describeContent(std::string_view content);
+
 // Says in one line each what is new in, missing from and different in `after`; "" when nothing is.
 std::string describeChanges(const TreeListing& before, const TreeListing& after);
 

@@ -50,6 +50,7 @@ InstallTree::InstallTree(const std::wstring& name) : base_(uniqueDirectory(name)
 }
 
 InstallTree::~InstallTree() {
+  if (kept_) return;
   try {
     removeTree(base_);
   } catch (const std::system_error& error) {

@@ -25,6 +25,9 @@ class InstallTree {
   // that is still loaded, fails the test. The plugin may still be loaded.
   ~InstallTree();
 
+  // It stays when this is gone, for somebody to look at.
+  void keep() { kept_ = true; }
+
   InstallTree(const InstallTree&) = delete;
   InstallTree& operator=(const InstallTree&) = delete;
 
@@ -51,6 +54,7 @@ class InstallTree {
 
  private:
   std::wstring base_;
+  bool kept_ = false;
 };
 
 // The plugin that the build made.

@@ -51,6 +51,17 @@ TEST(InstallTree, RemovesEverythingAtItsEnd) {
   EXPECT_FALSE(directoryExists(base));
 }
 
+TEST(InstallTree, StaysWhenItIsKept) {
+  std::wstring base;
+  {
+    InstallTree tree;
+    base = tree.base();
+    tree.keep();
+  }
+  EXPECT_TRUE(directoryExists(base));
+  removeTree(base);
+}
+
 TEST(InstallTree, ReportsWhatCannotBeRemoved) {
   static std::unique_ptr<InstallTree> tree;
   tree = std::make_unique<InstallTree>();
