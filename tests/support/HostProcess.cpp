@@ -100,6 +100,12 @@ std::vector<std::string> HostProcess::events() {
   return events_;
 }
 
+void HostProcess::forget() {
+  takeAll();
+  messages_.clear();
+  events_.clear();
+}
+
 void HostProcess::cutAt(const std::string& function, std::size_t number) {
   ask("cut " + function + ' ' + std::to_string(number));
 }
@@ -121,6 +127,17 @@ HandleCount HostProcess::handles() {
     handles[type] = std::stoul(number);
   }
   return handles;
+}
+
+MemoryCount HostProcess::memory() {
+  std::istringstream text(ask("memory"));
+  MemoryCount memory;
+  text >> memory.heapBlocks >> memory.heapBytes >> memory.privateBytes >> memory.workingSet;
+  return memory;
+}
+
+void HostProcess::keepLoaded(const std::wstring& library) {
+  ask("library " + toUtf8(library));
 }
 
 std::vector<Candidate> HostProcess::findCandidates() {

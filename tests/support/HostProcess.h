@@ -11,6 +11,7 @@
 #include "support/ChildProcess.h"
 #include "support/HandleCount.h"
 #include "support/InstallTree.h"
+#include "support/MemoryCount.h"
 #include "support/WideText.h"
 
 namespace zuvia::test {
@@ -60,12 +61,19 @@ class HostProcess {
   std::vector<WideText> messages();
   std::vector<std::string> events();
 
+  // Forgets what it logged and raised so far: in a long life, waiting looks through all of it.
+  void forget();
+
   // See CallCutter, for the plugin: counts from its loading on. Before the first load.
   void cutAt(const std::string& function, std::size_t number);
   std::map<std::string, std::size_t> calls();
 
-  // What it has open.
+  // What it has open, and what it holds in memory.
   HandleCount handles();
+  MemoryCount memory();
+
+  // Loads a library that stays for as long as the process.
+  void keepLoaded(const std::wstring& library);
 
   // The candidates below the tree's root, as findCandidates() finds them in this process, which hosts nothing then.
   std::vector<Candidate> findCandidates();

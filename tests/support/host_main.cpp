@@ -10,7 +10,8 @@
 //   cut FUNCTION NUMBER | calls     see CallCutter.h
 //   stop MESSAGE                    see HostProcess.h
 //   candidates ROOT                 see Candidates.h; in a host that loads nothing else
-//   handles                         what it has open: see HandleCount.h
+//   handles | memory                what it has open and holds: see HandleCount.h, MemoryCount.h
+//   library PATH                    loads a library for good
 //
 // It ends, without unloading, when its input does.
 
@@ -38,6 +39,7 @@
 #include "support/Candidates.h"
 #include "support/HandleCount.h"
 #include "support/HostProcess.h"
+#include "support/MemoryCount.h"
 #include "support/NetworkRedirect.h"
 #include "support/Text.h"
 
@@ -143,6 +145,8 @@ class Host {
     if (command == "stop") return stop.setAt(toWide(rest(arguments))), std::string();
     if (command == "candidates") return candidates(arguments);
     if (command == "handles") return handles();
+    if (command == "memory") return memory();
+    if (command == "library") return keepLoaded(toWide(rest(arguments))), std::string();
     throw std::invalid_argument("unknown command");
   }
 
@@ -202,6 +206,17 @@ class Host {
     std::string text;
     for (const auto& [type, number] : countHandles()) text += type + '=' + std::to_string(number) + ';';
     return text;
+  }
+
+  static std::string memory() {
+    const MemoryCount count = countMemory();
+    std::ostringstream text;
+    text << count.heapBlocks << ' ' << count.heapBytes << ' ' << count.privateBytes << ' ' << count.workingSet;
+    return text.str();
+  }
+
+  static void keepLoaded(const std::wstring& library) {
+    if (LoadLibraryW(library.c_str()) == nullptr) throw std::runtime_error("the library does not load");
   }
 
   std::wstring pluginPath_;

@@ -9,7 +9,7 @@
 #include "integration/PluginTest.h"
 #include "support/Files.h"
 #include "support/HandleCount.h"
-#include "support/HeapCount.h"
+#include "support/MemoryCount.h"
 #include "support/Text.h"
 
 namespace zuvia::test {
@@ -40,13 +40,13 @@ class CyclesTest : public PluginTest {
     for (int i = 0; i < settling; ++i) cycle();
     const int indexes = countFreeTlsIndexes();
     HandleCount handles = countHandles();
-    const HeapCount heaps = countHeaps();
+    const MemoryCount memory = countMemory();
     for (int i = 0; i < cycles; ++i) cycle();
     const auto few = static_cast<std::size_t>(cycles) / 10;
-    const HeapCount after = countHeaps();
+    const MemoryCount after = countMemory();
     for (const auto& [type, count] : countHandles()) EXPECT_LE(count, handles[type] + few) << type;
-    EXPECT_LE(after.blocks, heaps.blocks + few);
-    EXPECT_LE(after.bytes, heaps.bytes + few * 1024);
+    EXPECT_LE(after.heapBlocks, memory.heapBlocks + few);
+    EXPECT_LE(after.heapBytes, memory.heapBytes + few * 1024);
     EXPECT_LE(indexes, countFreeTlsIndexes() + static_cast<int>(few));
   }
 

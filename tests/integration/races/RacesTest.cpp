@@ -11,7 +11,7 @@
 #include "support/Clock.h"
 #include "support/Files.h"
 #include "support/HandleCount.h"
-#include "support/HeapCount.h"
+#include "support/MemoryCount.h"
 #include "support/Text.h"
 
 namespace zuvia::test {
@@ -101,10 +101,10 @@ class UpdateRacesTest : public RacesTest {
 };
 
 // Less than one for each thread, update or event: the test's server keeps what it was asked.
-void expectAsBefore(const HandleCount& handles, const HeapCount& heaps) {
-  const HeapCount heapsAfter = countHeaps();
-  EXPECT_LT(heapsAfter.blocks, heaps.blocks + kThreads);
-  EXPECT_LT(heapsAfter.bytes, heaps.bytes + 4096);
+void expectAsBefore(const HandleCount& handles, const MemoryCount& memory) {
+  const MemoryCount after = countMemory();
+  EXPECT_LT(after.heapBlocks, memory.heapBlocks + kThreads);
+  EXPECT_LT(after.heapBytes, memory.heapBytes + 4096);
   for (const auto& [type, count] : countHandles()) {
     const auto before = handles.find(type);
     EXPECT_LT(count, (before == handles.end() ? 0 : before->second) + kThreads) << type;
@@ -116,9 +116,9 @@ TEST_F(UpdateRacesTest, ListenersGetWhatTheyArePromisedAndNothingIsLeft) {
   const HMODULE kept = LoadLibraryW(modulePath(L"2.0.0.45").c_str());
   updateInACrowd(kSteps / 10);  // opens what is opened once
   const HandleCount handles = countHandles();
-  const HeapCount heaps = countHeaps();
+  const MemoryCount memory = countMemory();
   updateInACrowd(kSteps);
-  expectAsBefore(handles, heaps);
+  expectAsBefore(handles, memory);
   FreeLibrary(kept);
 }
 

@@ -103,6 +103,27 @@ TEST_F(HostProcessTest, TellsWhatItHasOpen) {
   EXPECT_THAT(host.handles(), Contains(Pair("running threads", Ge(1u))));
 }
 
+TEST_F(HostProcessTest, TellsWhatItHoldsInMemory) {
+  const MemoryCount before = host.memory();
+  EXPECT_GT(before.privateBytes, before.heapBytes / 2);
+  host.load();
+  EXPECT_GT(host.memory().heapBlocks, before.heapBlocks);
+}
+
+TEST_F(HostProcessTest, KeepsALibraryLoaded) {
+  host.keepLoaded(companionFile());
+  EXPECT_THROW(host.keepLoaded(L"C:\\none.dll"), std::runtime_error);
+}
+
+TEST_F(HostProcessTest, ForgetsWhatWasSaid) {
+  host.load();
+  host.forget();
+  EXPECT_THAT(host.messages(), IsEmpty());
+  host.unload();
+  EXPECT_THAT(host.messages(), ElementsAre(WideText(L"onUnload")));
+  EXPECT_THAT(host.events(), IsEmpty());
+}
+
 TEST_F(HostProcessTest, FindsCandidatesAndTriesThem) {
   tree.addVersion(L"2.0.0.50", moduleFile(L"missing-dependency"));
   tree.addVersion(L"deep\\er", moduleFile(L"2.0.0.46"));
