@@ -138,10 +138,15 @@ Handle start(const std::wstring& program, std::wstring command, const std::array
   startup.StartupInfo.hStdError = streams[2];
   startup.lpAttributeList = inherited.list();
   PROCESS_INFORMATION information{};
-  check(CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE,
-                       EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr, nullptr, &startup.StartupInfo,
-                       &information),
-        "Cannot start " + toUtf8(program));
+  const auto create = [&] {
+    return CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE,
+                          EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr, nullptr, &startup.StartupInfo,
+                          &information) != 0;
+  };
+  // Under Wine one process in some thousands dies before it has begun, and is not started then.
+  bool created = create();
+  for (int i = 0; i < 3 && !created && GetLastError() == ERROR_INTERNAL_ERROR; ++i) created = create();
+  check(created, "Cannot start " + toUtf8(program));
   Handle process(information.hProcess);
   const Handle thread(information.hThread);
   // It must not run a moment outside the job.
