@@ -79,10 +79,14 @@ void removeKnown(const std::wstring& path, DWORD attributes) {
   removeEntry(path, attributes);
 }
 
+std::string describe(std::string_view content) {
+  return std::to_string(content.size()) + " bytes " + sha256(content);
+}
+
 std::string describe(const std::wstring& path, DWORD attributes) {
   if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return "link";
   if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) return "directory";
-  return describeContent(readFile(path));
+  return describe(readFile(path));
 }
 
 void list(const std::wstring& directory, const std::wstring& prefix, TreeListing& listing) {
@@ -171,8 +175,13 @@ TreeListing listTree(const std::wstring& directory) {
   return listing;
 }
 
-std::string describeContent(std::string_view content) {
-  return std::to_string(content.size()) + " bytes " + sha256(content);
+TreeListing listingOf(const std::map<std::wstring, std::string>& files) {
+  TreeListing listing;
+  for (const auto& [path, content] : files) {
+    listing[path] = describe(content);
+    for (std::wstring above = parentOf(path); !above.empty(); above = parentOf(above)) listing[above] = "directory";
+  }
+  return listing;
 }
 
 std::string describeChanges(const TreeListing& before, const TreeListing& after) {

@@ -46,8 +46,8 @@ void removeTree(const std::wstring& path);
 using TreeListing = std::map<std::wstring, std::string>;
 TreeListing listTree(const std::wstring& directory);
 
-// What a listing says of a file with this content.
-std::string describeContent(std::string_view content);
+// The listing of a directory with these files (relative path to content) and the directories above them.
+TreeListing listingOf(const std::map<std::wstring, std::string>& files);
 
 // Says in one line each what is new in, missing from and different in `after`; "" when nothing is.
 std::string describeChanges(const TreeListing& before, const TreeListing& after);

@@ -48,6 +48,12 @@ HostProcess::HostProcess(const InstallTree& tree, unsigned short port)
   ask("port " + std::to_string(port));
 }
 
+void HostProcess::trustOnly(const std::string& rootPem) {
+  std::string line = rootPem;
+  std::ranges::replace(line, '\n', '|');
+  ask("trust " + line);
+}
+
 std::string HostProcess::load(unsigned milliseconds) {
   return ask("load", milliseconds);
 }

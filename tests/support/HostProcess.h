@@ -33,6 +33,10 @@ class HostProcess {
   // Starts it. The plugin is not loaded yet. port: 0 for a host that reaches no server.
   explicit HostProcess(const InstallTree& tree, unsigned short port = 0);
 
+  // Has its plugin trust this root certificate (PEM) and no other, instead of those of the system, which take long to
+  // read. Before the first load.
+  void trustOnly(const std::string& rootPem);
+
   // Loads the plugin, if it is not, and has it load the newest implementation. Returns that one's version; "" when
   // there is none. milliseconds: how long it may take.
   std::string load(unsigned milliseconds = 30000);

@@ -5,6 +5,7 @@
 //   event NAME=DATA      an event
 //
 //   plugin PATH | app PATH | port NUMBER    whom it hosts, and with what; before all others
+//   trust PEM                       the only root certificate of the plugin, "|" for its line breaks; before a load
 //   load | info | unload            what a host does
 //   command NAME JSON               any command of the plugin; the answer is its result
 //   cut FUNCTION NUMBER | calls     see CallCutter.h
@@ -39,8 +40,10 @@
 #include "support/Candidates.h"
 #include "support/HandleCount.h"
 #include "support/HostProcess.h"
+#include "support/ImportHook.h"
 #include "support/MemoryCount.h"
 #include "support/NetworkRedirect.h"
+#include "support/RootStore.h"
 #include "support/Text.h"
 
 namespace zuvia::test {
@@ -108,12 +111,14 @@ std::string jsonText(const std::string& text) {
 // A plugin as an application has it: for as long as the process.
 class Plugin {
  public:
-  Plugin(const std::wstring& path, unsigned short port) : module_(LoadLibraryW(path.c_str())) {
+  // root: of the server; "": those of the system.
+  Plugin(const std::wstring& path, unsigned short port, const std::string& root) : module_(LoadLibraryW(path.c_str())) {
     if (module_ == nullptr) throw std::runtime_error("the plugin does not load");
     const FARPROC create = GetProcAddress(module_, kCreateExport);
     entry_ = reinterpret_cast<CreateFunction*>(reinterpret_cast<void*>(create))();
     // Port 0 is nobody's.
     new NetworkRedirect(module_, {{"localhost", 18443, port}, {"config.zuvia.example", 443, port}});
+    if (!root.empty()) trustOnly(root);
     cutter_ = new CallCutter(module_);
     monitor().addListener([](const char* name, const char* data) { say("event", std::string(name) + '=' + data); });
   }
@@ -124,6 +129,11 @@ class Plugin {
   CallCutter& cutter() { return *cutter_; }
 
  private:
+  void trustOnly(const std::string& root) {
+    using Open = void*(ULONG_PTR, const char*);
+    new ImportHook<Open>(module_, "CertOpenSystemStoreA", [root](auto...) { return openStoreOf(root); });
+  }
+
   const HMODULE module_;
   IPluginEntryPoint* entry_ = nullptr;
   CallCutter* cutter_ = nullptr;
@@ -136,6 +146,7 @@ class Host {
     if (command == "plugin") return pluginPath_ = toWide(rest(arguments)), std::string();
     if (command == "app") return appPath_ = rest(arguments), std::string();
     if (command == "port") return arguments >> port_, std::string();
+    if (command == "trust") return trust(rest(arguments)), std::string();
     if (command == "load") return load();
     if (command == "info") return plugin().monitor().sendCommand("setHostInfo", hostInformation().c_str());
     if (command == "unload") return plugin().entry().onUnload(), std::string();
@@ -158,8 +169,13 @@ class Host {
   }
 
   Plugin& plugin() {
-    if (!plugin_) plugin_ = new Plugin(pluginPath_, port_);
+    if (!plugin_) plugin_ = new Plugin(pluginPath_, port_, root_);
     return *plugin_;
+  }
+
+  void trust(std::string root) {
+    std::ranges::replace(root, '|', '\n');
+    root_ = root;
   }
 
   std::string load() {
@@ -222,6 +238,7 @@ class Host {
   std::wstring pluginPath_;
   std::string appPath_;
   unsigned short port_ = 0;
+  std::string root_;
   Plugin* plugin_ = nullptr;
 };
 

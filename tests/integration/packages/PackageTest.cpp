@@ -1,13 +1,12 @@
 #include "integration/packages/PackageTest.h"
 
 #include <windows.h>
-// After windows.h.
-#include <wincrypt.h>
 
 #include <algorithm>
 
 #include "support/Digest.h"
 #include "support/Files.h"
+#include "support/RootStore.h"
 #include "support/Text.h"
 
 namespace zuvia::test {
@@ -21,18 +20,6 @@ constexpr GUID kGuid = {0x00112233, 0xAABB, 0xCCDD, {0, 1, 2, 3, 4, 5, 6, 7}};
 constexpr const char* kUrl = "https://config.zuvia.example/zuimpl-2.0.0.47.7z";
 constexpr const wchar_t* kPublished = L"onNotifyEvent cmd: pluginUpgradeEvent, data: 2.0.0.47";
 constexpr const wchar_t* kNotPublished = L"Publish plugin fail, skip update callback, ver: 2.0.0.47";
-
-// As listTree lists a directory with these files.
-TreeListing listingOf(const Contents& files) {
-  TreeListing listing;
-  for (const auto& [name, content] : files) {
-    listing[name] = std::to_string(content.size()) + " bytes " + sha256(content);
-    for (std::wstring parent = parentOf(name); !parent.empty(); parent = parentOf(parent)) {
-      listing[parent] = "directory";
-    }
-  }
-  return listing;
-}
 
 // The listing of an install tree without what an update may change: the new version and the cache.
 TreeListing withoutUpdate(TreeListing listing) {
@@ -71,7 +58,7 @@ PackageTest::PackageTest()
               *guid = kGuid;
               return S_OK;
             }),
-      roots_(module, "CertOpenSystemStoreA", [this](auto...) { return onlyOurRoot(); }) {}
+      roots_(module, "CertOpenSystemStoreA", [this](auto...) { return openStoreOf(server.rootPem()); }) {}
 
 void PackageTest::SetUp() {
   tree.addFile(L"zuimpl.dll.txt", "beside the versions");
@@ -200,17 +187,6 @@ std::vector<WideText> PackageTest::filledIn(const std::vector<std::wstring>& lin
     replaceAll(line, L"<package>", download_);
   }
   return filled;
-}
-
-// A store with nothing but the server's root in it: reading the system's takes most of the time of an update.
-void* PackageTest::onlyOurRoot() const {
-  const std::string& pem = server.rootPem();
-  std::vector<BYTE> der(pem.size());
-  auto size = static_cast<DWORD>(der.size());
-  CryptStringToBinaryA(pem.c_str(), 0, CRYPT_STRING_BASE64HEADER, der.data(), &size, nullptr, nullptr);
-  void* const store = CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr);
-  CertAddEncodedCertificateToStore(store, X509_ASN_ENCODING, der.data(), size, CERT_STORE_ADD_ALWAYS, nullptr);
-  return store;
 }
 
 }  // namespace zuvia::test

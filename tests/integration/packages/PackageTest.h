@@ -64,7 +64,6 @@ class PackageTest : public PluginTest {
   void expectLoad(const std::wstring& version, const std::wstring& path);
   std::vector<std::wstring> publication() const;
   std::vector<WideText> filledIn(const std::vector<std::wstring>& lines) const;
-  void* onlyOurRoot() const;
 
   const std::wstring temporary_ = tree.root() + L"\\.update-2.0.0.47-00112233aabbccdd";
   const std::wstring target_ = tree.root() + L"\\2.0.0.47";

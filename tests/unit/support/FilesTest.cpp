@@ -63,6 +63,13 @@ TEST(Files, ListsTreesWithTheirContents) {
   EXPECT_EQ(listing.at(L"a"), "1 bytes d4735e3a265e16eee03f59718b9b5d03019c07d8b6c51f90da3a666eec13ab35");
 }
 
+TEST(Files, ListsTreesThatAreNotThereYet) {
+  const InstallTree tree;
+  tree.addFile(L"b\\c\\file", "1");
+  tree.addFile(L"a", "2");
+  EXPECT_EQ(listingOf({{L"a", "2"}, {L"b\\c\\file", "1"}}), tree.list());
+}
+
 TEST(Files, SaysWhatChangedInATree) {
   const InstallTree tree;
   tree.addFile(L"gone", "");

@@ -7,6 +7,7 @@
 
 #include "support/CallCutter.h"
 #include "support/InstallTree.h"
+#include "support/TestServer.h"
 #include "support/Wine.h"
 
 namespace zuvia::test {
@@ -51,6 +52,19 @@ TEST_F(HostProcessTest, ReachesNoServerByItself) {
   host.load();
   host.sendHostInformation();
   EXPECT_TRUE(host.waitForMessage(L"onFetch fail key: zu_plugin_update"));
+}
+
+TEST_F(HostProcessTest, TrustsOneRootOnly) {
+  TestServer server;
+  server.serve("POST", "/configs/pc/post", Answer::respond(200, "{}"));
+  for (const auto& [root, outcome] :
+       {std::pair(server.rootPem(), L"OnResponse "), {TestServer().rootPem(), L"onFetch fail key: "}}) {
+    HostProcess one(tree, server.port());
+    one.trustOnly(root);
+    one.load();
+    one.sendHostInformation();
+    EXPECT_TRUE(one.waitForMessage(outcome)) << testing::PrintToString(one.messages());
+  }
 }
 
 TEST_F(HostProcessTest, CountsTheCallsThatReachBeyondTheProcess) {
