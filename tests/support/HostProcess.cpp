@@ -169,7 +169,8 @@ std::string HostProcess::finish(unsigned milliseconds) {
   const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
   while (!answer_) {
     if (takeLine(millisecondsUntil(deadline))) continue;
-    if (process_.waitForExit(0)) throw HostEnded("The host ended at: " + command_);
+    // Its output ends a moment before it does.
+    if (process_.waitForExit(1000)) throw HostEnded("The host ended at: " + command_);
     throw std::runtime_error("The host does not answer: " + command_);
   }
   if (!answer_->starts_with("ok ")) throw std::runtime_error("Host: " + command_ + ": " + *answer_);

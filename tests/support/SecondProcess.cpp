@@ -15,7 +15,7 @@ constexpr std::array<std::string_view, 4> kStateNames = {"free", "abandoned", "t
 }  // namespace
 
 SecondProcess::SecondProcess() : process_(joinPath(programDirectory(), L"zuvia_test_second.exe")) {
-  ask("hello");
+  ask("hello", 60000);  // a busy machine starts it slowly
 }
 
 void SecondProcess::holdFile(const std::wstring& path, FileShare share) {

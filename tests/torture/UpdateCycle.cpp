@@ -37,8 +37,10 @@ void UpdateCycle::begin(Step step) {
 }
 
 void UpdateCycle::waitForUpdate() {
-  if (host_.waitForEvent("pluginUpgradeEvent=" + version_)) return;
-  if (host_.waitForEnd(0)) throw HostEnded("The host ended while it updated");
+  constexpr unsigned kMilliseconds = 120000;
+  if (host_.waitForEvent("pluginUpgradeEvent=" + version_, kMilliseconds)) return;
+  // Its output ends a moment before it does.
+  if (host_.waitForEnd(5000)) throw HostEnded("The host ended while it updated");
   throw CycleFailed("No upgrade to " + version_ + " was announced");
 }
 
