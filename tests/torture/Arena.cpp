@@ -69,6 +69,16 @@ bool mentions(const std::vector<WideText>& messages, std::wstring_view beginning
   });
 }
 
+std::string textOf(const std::vector<WideText>& messages) {
+  std::string text;
+  for (const WideText& message : messages) text += "\n    " + toUtf8(message);
+  return text;
+}
+
+void append(Violations& violations, Violations more) {
+  std::ranges::move(more, std::back_inserter(violations));
+}
+
 std::string describe(const Leftovers& leftovers) {
   std::string text;
   for (const auto& [path, kind] : leftovers) text += ' ' + toUtf8(path) + " (" + std::string(nameOf(kind)) + ')';
@@ -123,10 +133,8 @@ std::vector<WideText> Arena::run(HostProcess& host, UpdateCycle& cycle, Life& li
     life.failures.push_back(std::string(error.what()) + ", at " + std::string(nameOf(cycle.step())));
   }
   if (!host.waitForEnd(0)) host.terminate();
-  const std::vector<WideText> messages = host.messages();
-  if (!life.failures.empty()) {
-    for (const WideText& message : messages) life.failures.push_back("  log: " + toUtf8(message));
-  }
+  std::vector<WideText> messages = host.messages();
+  for (std::string& failure : life.failures) failure += textOf(messages);
   return messages;
 }
 
@@ -139,33 +147,45 @@ Violations Arena::completeCycle() {
   const Leftovers before = leftovers();
   const Life life = live();
   Violations violations = life.failures;
-  std::ranges::move(checkCompleted(life, before), std::back_inserter(violations));
-  std::ranges::move(check(), std::back_inserter(violations));
+  if (life.completed()) {
+    append(violations, checkNewVersion(life));
+    append(violations, checkLeftovers(life, before));
+  } else {
+    violations.push_back("The next cycle ended at " + std::string(nameOf(life.step)));
+  }
+  append(violations, check());
   return violations;
 }
 
-Violations Arena::checkCompleted(const Life& life, const Leftovers& before) const {
-  if (!life.completed()) return {"The next cycle ended at " + std::string(nameOf(life.step))};
+Violations Arena::checkNewVersion(const Life& life) const {
   const std::wstring version = toWide(life.version);
-  const std::wstring directory = joinPath(tree_.root(), version);
+  const std::wstring module = joinPath(joinPath(tree_.root(), version), kModule);
   Violations violations;
-  const auto expect = [&](bool holds, const std::string& otherwise) {
-    if (!holds) violations.push_back(otherwise);
-  };
-  expect(
-      mentions(life.messages, L"Load plugin success, path: " + joinPath(directory, kModule), L", version: " + version),
-      "The next version was not loaded: " + life.version);
-  const Leftovers after = leftovers();
-  expect(after == thatStay(before), "A complete cycle left" + describe(after) + ", after" + describe(before));
+  if (!mentions(life.messages, L"Load plugin success, path: " + module, L", version: " + version)) {
+    violations.push_back("The next version was not loaded: " + life.version);
+  }
   for (const std::wstring& name : namesIn(tree_.root())) {
     const bool candidate = fileExists(joinPath(joinPath(tree_.root(), name), kModule));
-    expect(!candidate || name == version || isTemporary(name), "It was not removed: " + toUtf8(name));
+    if (candidate && name != version && !isTemporary(name)) {
+      violations.push_back("It was not removed: " + toUtf8(name));
+    }
+  }
+  return violations;
+}
+
+Violations Arena::checkLeftovers(const Life& life, const Leftovers& before) const {
+  Violations violations;
+  const Leftovers after = leftovers();
+  if (after != thatStay(before)) {
+    violations.push_back("A complete cycle left" + describe(after) + ", after" + describe(before));
   }
   for (const auto& [path, kind] : before) {
     const std::wstring left = joinPath(tree_.base(), path);
-    expect(kind != Leftover::TemporaryWithModule || mentions(life.messages, L"Skip non version directory: ", left) ||
-               mentions(life.messages, L"Get dll version fail! ", left),
-           "The log does not name " + toUtf8(left));
+    const bool named = mentions(life.messages, L"Skip non version directory: ", left) ||
+                       mentions(life.messages, L"Get dll version fail! ", left);
+    if (kind == Leftover::TemporaryWithModule && !named) {
+      violations.push_back("The log does not name " + toUtf8(left));
+    }
   }
   return violations;
 }

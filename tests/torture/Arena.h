@@ -79,7 +79,8 @@ class Arena {
   const Release& offerNext();
   std::vector<WideText> run(HostProcess& host, UpdateCycle& cycle, Life& life) const;
   bool hasTemporary(const std::string& version) const;
-  Violations checkCompleted(const Life& life, const Leftovers& before) const;
+  Violations checkNewVersion(const Life& life) const;
+  Violations checkLeftovers(const Life& life, const Leftovers& before) const;
   bool isWhole(const std::wstring& version) const;
 
   TestServer& server_;

@@ -1,6 +1,7 @@
 #include "torture/Soak.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <numeric>
 
@@ -11,7 +12,15 @@ namespace {
 
 using Seconds = std::chrono::duration<double>;
 
-constexpr const wchar_t* kRunTime[] = {L"libwinpthread-1.dll", L"libgcc_s_seh-1.dll", L"libstdc++-6.dll"};
+// The module, and the run-time libraries that it needs beside it.
+#if defined(__MINGW32__)
+constexpr const wchar_t* kModule = L"shared-good";
+constexpr std::array kRunTime = {L"libwinpthread-1.dll", L"libgcc_s_seh-1.dll", L"libstdc++-6.dll"};
+#else
+constexpr const wchar_t* kModule = L"tiny";
+constexpr std::array<const wchar_t*, 0> kRunTime;
+#endif
+
 constexpr const char* kFirst = "2.0.0.45";
 
 std::string versionOffered(unsigned number) {
@@ -32,7 +41,7 @@ std::size_t sumOf(const HandleCount& handles) {
 Soak::Soak(std::ostream& said, std::chrono::seconds interval)
     : said_(said),
       interval_(interval),
-      releases_(readFile(moduleFile(L"shared-good")), {{L"sub\\companion.txt", "companion"}}),
+      releases_(readFile(moduleFile(kModule)), {{L"sub\\companion.txt", "companion"}}),
       offered_(releases_.make(kFirst)),
       loaded_(toWide(kFirst)),
       series_{{"handles", "", 2, {}},   {"threads", "", 2, {}},           {"heap blocks", "", 50, {}},
