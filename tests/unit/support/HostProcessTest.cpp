@@ -57,8 +57,8 @@ TEST_F(HostProcessTest, ReachesNoServerByItself) {
 TEST_F(HostProcessTest, TrustsOneRootOnly) {
   TestServer server;
   server.serve("POST", "/configs/pc/post", Answer::respond(200, "{}"));
-  for (const auto& [root, outcome] :
-       {std::pair(server.rootPem(), L"OnResponse "), {TestServer().rootPem(), L"onFetch fail key: "}}) {
+  for (const auto& [root, outcome] : {std::pair(server.rootPem(), L"onFetch success but configs err, key: "),
+                                      {TestServer().rootPem(), L"onFetch fail key: "}}) {
     HostProcess one(tree, server.port());
     one.trustOnly(root);
     one.load();
