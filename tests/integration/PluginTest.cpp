@@ -7,6 +7,7 @@
 
 #include "support/Digest.h"
 #include "support/Files.h"
+#include "support/HostInformation.h"
 #include "support/PackageBuilder.h"
 #include "support/Wine.h"
 
@@ -63,8 +64,7 @@ PluginTest::~PluginTest() {
 }
 
 std::string PluginTest::hostInformation(const std::string& members) const {
-  Json::Value path = toUtf8(tree.appPath());
-  return R"({"uid": 4711, "ver": "9.1.2", "test_env": true, "app_path": )" + compactJson(path) + members + '}';
+  return test::hostInformation(toUtf8(tree.appPath()), members);
 }
 
 void PluginTest::serve(const Offer& offer) {

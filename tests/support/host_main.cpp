@@ -39,6 +39,7 @@
 #include "support/CallCutter.h"
 #include "support/Candidates.h"
 #include "support/HandleCount.h"
+#include "support/HostInformation.h"
 #include "support/HostProcess.h"
 #include "support/ImportHook.h"
 #include "support/MemoryCount.h"
@@ -99,15 +100,6 @@ void sayMessage(void*, std::uint16_t, const char*, const char*, std::uint16_t, c
   SetLastError(lastError);
 }
 
-std::string jsonText(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char character : text) {
-    if (character == '\\') quoted += '\\';
-    quoted += character;
-  }
-  return quoted + '"';
-}
-
 // A plugin as an application has it: for as long as the process.
 class Plugin {
  public:
@@ -148,7 +140,7 @@ class Host {
     if (command == "port") return arguments >> port_, std::string();
     if (command == "trust") return trust(rest(arguments)), std::string();
     if (command == "load") return load();
-    if (command == "info") return plugin().monitor().sendCommand("setHostInfo", hostInformation().c_str());
+    if (command == "info") return plugin().monitor().sendCommand("setHostInfo", hostInformation(appPath_).c_str());
     if (command == "unload") return plugin().entry().onUnload(), std::string();
     if (command == "command") return pass(arguments);
     if (command == "cut") return cut(arguments);
@@ -182,10 +174,6 @@ class Host {
     plugin().entry().onLoaded("C:\\host");
     if (!plugin().loader().isLoaded()) return {};
     return plugin().loader().getVersion();
-  }
-
-  std::string hostInformation() const {
-    return R"({"uid": 4711, "ver": "9.1.2", "test_env": true, "app_path": )" + jsonText(appPath_) + '}';
   }
 
   std::string pass(std::istringstream& arguments) {

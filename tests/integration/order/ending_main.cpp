@@ -20,6 +20,7 @@
 
 #include "integration/order/Signal.h"
 #include "integration/order/Stage.h"
+#include "support/HostInformation.h"
 #include "support/NetworkRedirect.h"
 #include "support/Text.h"
 
@@ -37,15 +38,6 @@ struct Arguments {
   std::string stage;
   std::string way;
 };
-
-std::string jsonText(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char character : text) {
-    if (character == '\\') quoted += '\\';
-    quoted += character;
-  }
-  return quoted + '"';
-}
 
 // Nothing of it ends before the process: the threads of the plugin run until then.
 class Host {
@@ -85,9 +77,7 @@ class Host {
   }
 
   void sendHostInformation() {
-    const std::string json =
-        R"({"uid": 4711, "ver": "9.1.2", "test_env": true, "app_path": )" + jsonText(arguments_.appPath) + '}';
-    monitor_->sendCommand("setHostInfo", json.c_str());
+    monitor_->sendCommand("setHostInfo", zuvia::test::hostInformation(arguments_.appPath).c_str());
   }
 
   void arrive() {

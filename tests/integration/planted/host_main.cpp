@@ -24,6 +24,7 @@
 
 #include "integration/order/Signal.h"
 #include "support/HookedEntries.h"
+#include "support/HostInformation.h"
 #include "support/NetworkRedirect.h"
 #include "support/Text.h"
 
@@ -92,15 +93,6 @@ void say(const std::string& word, const std::string& text) {
   std::cout << word << ' ' << text << std::endl;
 }
 
-std::string jsonText(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char character : text) {
-    if (character == '\\') quoted += '\\';
-    quoted += character;
-  }
-  return quoted + '"';
-}
-
 class Host {
  public:
   explicit Host(HMODULE plugin, unsigned short port)
@@ -119,9 +111,7 @@ class Host {
 
   void update(const std::string& appPath) {
     if (!loader().isLoaded()) return;
-    const std::string json =
-        R"({"uid": 4711, "ver": "9.1.2", "test_env": true, "app_path": )" + jsonText(appPath) + '}';
-    monitor().sendCommand("setHostInfo", json.c_str());
+    monitor().sendCommand("setHostInfo", zuvia::test::hostInformation(appPath).c_str());
     if (upgraded_.wait()) std::cout << "upgraded" << std::endl;
   }
 
