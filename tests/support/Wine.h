@@ -27,7 +27,7 @@ void makeDirectoryLink(const std::wstring& link, const std::wstring& target);
 // whether it is gone; does nothing, and returns false, elsewhere than under Wine.
 bool removeThroughLinux(const std::wstring& directory);
 
-// Runs a Linux program to its end: arguments as it is to see them. Only under Wine.
+// Starts a Linux program, whose end nobody tells: arguments as it is to see them. Only under Wine.
 void runLinuxProgram(const std::wstring& path, const std::vector<std::wstring>& arguments);
 
 // The Linux side's path of a file. Only under Wine.
