@@ -4,8 +4,6 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -53,15 +51,35 @@ Handle makeJob() {
   return job;
 }
 
+// A std::mutex that two threads ever wanted at once keeps an event of the run-time library for good; this one
+// keeps nothing, so that tests can tell whether they do.
+class SlimMutex {
+ public:
+  void lock() { AcquireSRWLockExclusive(&lock_); }
+  void unlock() { ReleaseSRWLockExclusive(&lock_); }
+
+  // Gives it up until `changed` is signalled or the deadline has come.
+  void wait(CONDITION_VARIABLE& changed, Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    SleepConditionVariableSRW(&changed, &lock_, left > 0 ? static_cast<DWORD>(left) : 0, 0);
+  }
+
+ private:
+  SRWLOCK lock_ = SRWLOCK_INIT;
+};
+
 // Reads a pipe to its end on a thread of its own.
 class PipeReader {
  public:
   explicit PipeReader(Handle pipe) : pipe_(std::move(pipe)), thread_([this] { run(); }) {}
 
   std::optional<std::string> takeLine(Clock::time_point deadline) {
-    std::unique_lock lock(mutex_);
-    std::size_t end = std::string::npos;
-    changed_.wait_until(lock, deadline, [&] { return (end = text_.find('\n')) != std::string::npos || ended_; });
+    const std::lock_guard lock(mutex_);
+    std::size_t end = text_.find('\n');
+    while (end == std::string::npos && !ended_ && Clock::now() < deadline) {
+      mutex_.wait(changed_, deadline);
+      end = text_.find('\n');
+    }
     if (end == std::string::npos) return std::nullopt;
     std::string line = text_.substr(0, end);
     text_.erase(0, end + 1);
@@ -69,8 +87,10 @@ class PipeReader {
     return line;
   }
 
-  std::string text() const {
+  // What came so far; with a deadline, what comes to the end of the pipe or until then.
+  std::string text(Clock::time_point deadline = {}) {
     const std::lock_guard lock(mutex_);
+    while (!ended_ && Clock::now() < deadline) mutex_.wait(changed_, deadline);
     return text_;
   }
 
@@ -88,18 +108,18 @@ class PipeReader {
     }
     const std::lock_guard lock(mutex_);
     ended_ = true;
-    changed_.notify_all();
+    WakeAllConditionVariable(&changed_);
   }
 
   void add(std::string_view text) {
     const std::lock_guard lock(mutex_);
     text_ += text;
-    changed_.notify_all();
+    WakeAllConditionVariable(&changed_);
   }
 
   Handle pipe_;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
+  SlimMutex mutex_;
+  CONDITION_VARIABLE changed_ = CONDITION_VARIABLE_INIT;
   std::string text_;
   bool ended_ = false;
   std::thread thread_;
@@ -243,7 +263,9 @@ std::optional<std::string> ChildProcess::readUntil(const std::function<bool(cons
 }
 
 std::string ChildProcess::errorText() const {
-  return m->errors.text();
+  // The end of a child that has ended is on its way; another process that holds the pipe may keep it open.
+  const bool ended = WaitForSingleObject(m->process.get(), 0) == WAIT_OBJECT_0;
+  return ended ? m->errors.text(Clock::now() + std::chrono::seconds(1)) : m->errors.text();
 }
 
 std::optional<unsigned long> ChildProcess::waitForExit(unsigned milliseconds) {

@@ -39,7 +39,7 @@ class ChildProcess {
   std::optional<std::string> readUntil(const std::function<bool(const std::string&)>& condition,
                                        unsigned milliseconds = 10000);
 
-  // What it has written to its standard error stream so far.
+  // What it has written to its standard error stream so far; once it has ended, all of it.
   std::string errorText() const;
 
   // Waits for its end. Returns its exit status; nothing: it still runs.
