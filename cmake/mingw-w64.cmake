@@ -1,11 +1,6 @@
-# Cross-building for Windows x64 with Debian's mingw-w64 (posix threads); programs run under Wine.
+# Cross-building for Windows x64 with Debian's mingw-w64; programs run under Wine.
 
-set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_SYSTEM_PROCESSOR AMD64)
-
-set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
-set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
-set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+include("${CMAKE_CURRENT_LIST_DIR}/mingw-w64-compilers.cmake")
 
 # scripts/dependencies links the libraries here, one directory each.
 get_filename_component(zuviaRoot "${CMAKE_CURRENT_LIST_DIR}/.." ABSOLUTE)
@@ -13,13 +8,5 @@ file(GLOB zuviaLibraries LIST_DIRECTORIES true "${zuviaRoot}/build/deps/*")
 
 set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32 ${zuviaLibraries})
 set(CMAKE_PREFIX_PATH ${zuviaLibraries})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-
-# Not inherited from the environment: Debian's own flags for native packages do not fit here.
-set(CMAKE_CXX_FLAGS_INIT "-D_WIN32_WINNT=0x0A00 -DWINVER=0x0A00")
-set(CMAKE_RC_FLAGS_INIT "--use-temp-file")
 
 set(CMAKE_CROSSCOMPILING_EMULATOR "${zuviaRoot}/scripts/wine-run")

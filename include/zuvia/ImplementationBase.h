@@ -120,8 +120,9 @@ class ImplementationBase : public IPluginEntryPoint, public IPluginLoader, publi
     return {};
   }
 
-  // Calls every listener with an event, on this thread; the host's are among them while the module
-  // is loaded. Any thread. What a listener throws passes on, and those after it do not get the event.
+  // Calls every listener with an event, on this thread. The plugin's, which hands it to the host,
+  // is among them from the return of onStart until onStop begins. Any thread. What a listener
+  // throws passes on, and those after it do not get the event.
   void raiseEvent(const std::string& name, const std::string& data = {}) const {
     listeners_.raise(name.c_str(), data.c_str());
   }

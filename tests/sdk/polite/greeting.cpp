@@ -1,0 +1,5 @@
+#include "greeting.h"
+
+const char* greeting() {
+  return "Good day, ";
+}
