@@ -55,6 +55,9 @@ class ZuDllLoader {
   // alone.
   static bool getDllVersion(const std::wstring& path, DllCandidate& candidate);
 
+  // Puts candidates in the order in which they are tried: newest first, those of one version in scan order.
+  static void sortNewestFirst(std::vector<DllCandidate>& candidates);
+
   // Whether `dir` is a direct child of `root` with the name of a version directory. Both with or
   // without trailing separators; compared in any letter case.
   static bool isVersionDirectory(std::wstring_view root, std::wstring_view dir);

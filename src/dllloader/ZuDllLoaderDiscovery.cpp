@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cwchar>
 
 #include "common/VersionText.h"
@@ -75,6 +76,11 @@ bool ZuDllLoader::getDllVersion(const std::wstring& path, DllCandidate& candidat
   }
   candidate = {path, report.major, report.minor, report.build, report.revision};
   return true;
+}
+
+void ZuDllLoader::sortNewestFirst(std::vector<DllCandidate>& candidates) {
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const DllCandidate& left, const DllCandidate& right) { return isOlder(right, left); });
 }
 
 bool ZuDllLoader::isVersionDirectory(std::wstring_view root, std::wstring_view dir) {

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <utility>
 
 #include "dllloader/ZuDllLoader.h"
@@ -82,8 +81,7 @@ void ZuDllLoader::readCandidates(const std::vector<std::wstring>& paths) {
       candidates_.push_back(std::move(candidate));
     }
   }
-  std::stable_sort(candidates_.begin(), candidates_.end(),
-                   [](const DllCandidate& left, const DllCandidate& right) { return isOlder(right, left); });
+  sortNewestFirst(candidates_);
 }
 
 bool ZuDllLoader::loadNewest(const std::wstring& root, IPluginEntryPoint*& implOut) {

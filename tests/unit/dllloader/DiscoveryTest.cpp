@@ -285,6 +285,15 @@ TEST_F(DllVersion, IsMissingFromABlockThatIsNotThere) {
 
 // ---- Version directories
 
+TEST(SortNewestFirst, ComparesNumbersAndKeepsTheScanOrderOfOneVersion) {
+  std::vector<DllCandidate> candidates = {
+      {L"a", 2, 0, 0, 45}, {L"b", 10, 0, 0, 0}, {L"c", 2, 0, 0, 45}, {L"d", 9, 9, 9, 9}, {L"e", 2, 0, 1, 0}};
+  ZuDllLoader::sortNewestFirst(candidates);
+  std::wstring order;
+  for (const DllCandidate& candidate : candidates) order += candidate.path;
+  EXPECT_EQ(order, L"bdeac");
+}
+
 TEST(IsVersionDirectory, IsADirectChildWithAVersionName) {
   for (const wchar_t* name : {L"2.0.0.45", L"3", L"7", L"1..2", L"007", L".5"}) {
     EXPECT_TRUE(ZuDllLoader::isVersionDirectory(L"C:\\root", std::wstring(L"C:\\root\\") + name)) << toUtf8(name);
