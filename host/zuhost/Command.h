@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <stdexcept>
@@ -15,16 +16,24 @@ class BadCommand : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// What a command takes first, for completion.
+enum class Taking { Nothing, Path, PluginCommand, Event, Iid, Command, Expectation };
+
 struct CommandSyntax {
   std::string_view name;
   std::string_view parameters;  // as a person reads them; those in brackets may be left out
   size_t required;
   size_t most;
   std::string_view effect;
+  Taking first = Taking::Nothing;
+  std::string_view details = {};  // what else there is to know about it; lines end with a line feed
 };
 
 // Every command, in the order in which help lists them.
 std::span<const CommandSyntax> commandTable();
+
+// The command of that name; null when there is none.
+const CommandSyntax* findCommand(std::string_view name);
 
 struct Command {
   std::string name;
@@ -41,6 +50,13 @@ Command parseCommand(std::string_view line);
 // Blanks behind it do not count. Throws BadCommand.
 uint64_t numberIn(std::string_view argument, uint64_t most);
 
-bool isBlank(std::string_view text);
+// Reads an argument that is a time, at most 2147483647. Throws BadCommand.
+std::chrono::milliseconds millisecondsIn(std::string_view argument);
+
+// Cuts the first word off, with the blanks around it. What is left begins with no blank.
+std::string takeWord(std::string_view& text);
+
+// Whether a line holds no command: blanks only, or a comment, which begins with "#".
+bool holdsNoCommand(std::string_view line);
 
 }  // namespace zuhost

@@ -12,11 +12,23 @@ void EventLog::removeListener(uint64_t id) {
   listeners_.erase(id);
 }
 
-void EventLog::arrived(const std::string& name, uint64_t listener) {
+bool EventLog::arrived(const std::string& name, uint64_t listener) {
   const std::lock_guard lock(mutex_);
-  if (listeners_.empty() || *listeners_.begin() != listener) return;
+  if (listeners_.empty() || *listeners_.begin() != listener) return false;
   unseen_.insert(name);
+  names_.insert(name);
   arrival_.notify_all();
+  return true;
+}
+
+bool EventLog::hasListener() const {
+  const std::lock_guard lock(mutex_);
+  return !listeners_.empty();
+}
+
+std::set<std::string> EventLog::names() const {
+  const std::lock_guard lock(mutex_);
+  return names_;
 }
 
 bool EventLog::wait(const std::string& name, std::chrono::milliseconds timeout) {

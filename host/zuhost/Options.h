@@ -9,7 +9,17 @@
 namespace zuhost {
 
 struct Options {
+  enum class Mode {
+    Session,  // commands from the standard input
+    Run,      // commands from the script
+    Status,   // no session
+  };
+
+  Mode mode = Mode::Session;
+  std::filesystem::path script;
+  std::optional<std::filesystem::path> appPath;
   std::optional<std::filesystem::path> plugin;
+  std::optional<std::filesystem::path> recording;
   bool json = false;
   bool levelOff = false;
 };

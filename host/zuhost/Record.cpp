@@ -14,6 +14,12 @@ Json::Value textOrNull(const char* bytes) {
   return bytes == nullptr ? Json::Value() : Json::Value(validUtf8(bytes));
 }
 
+std::string withoutControls(std::string text) {
+  std::ranges::replace_if(
+      text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+  return text;
+}
+
 // "a: 1, b: two" of an object; of anything else its value.
 std::string plain(const Json::Value& value) {
   if (!value.isObject()) return value.asString();
@@ -25,12 +31,28 @@ std::string plain(const Json::Value& value) {
   return text;
 }
 
-std::string readableHelp(const Json::Value& commands) {
+std::string syntaxText(const CommandSyntax& syntax) {
+  std::string text(syntax.name);
+  if (!syntax.parameters.empty()) text.append(" ").append(syntax.parameters);
+  return text;
+}
+
+Json::Value helpEntry(const CommandSyntax& syntax) {
+  Json::Value entry;
+  entry["command"] = syntaxText(syntax);
+  entry["effect"] = std::string(syntax.effect);
+  return entry;
+}
+
+// What is too long for its column gets a line of its own.
+std::string readableHelp() {
+  constexpr size_t kColumn = 18;
   std::string text;
-  for (const auto& command : commands) {
-    std::string line = command["command"].asString();
-    line.resize(std::max<size_t>(line.size(), 16), ' ');
-    text += (text.empty() ? "" : "\n") + line + "  " + command["effect"].asString();
+  for (const auto& syntax : commandTable()) {
+    std::string line = syntaxText(syntax);
+    if (line.size() > kColumn - 2) line += '\n' + std::string(kColumn, ' ');
+    line.resize(std::max(line.size(), kColumn), ' ');
+    text.append(text.empty() ? "" : "\n").append(line).append(syntax.effect);
   }
   return text;
 }
@@ -52,8 +74,9 @@ std::string readable(const Record& record) {
       return readableEvent(record.fields);
     case Record::Kind::Log:
       return readableLog(record.fields["log"]);
-    case Record::Kind::Answer:
     case Record::Kind::Error:
+      return "error: " + record.fields["error"].asString();
+    case Record::Kind::Answer:
       break;
   }
   return plain(record.fields);
@@ -87,17 +110,45 @@ Record errorRecord(const std::string& why) {
   return record;
 }
 
+bool isFailure(const Record& answer) {
+  return answer.kind == Record::Kind::Error || (answer.fields.isMember("ok") && !answer.fields["ok"].asBool());
+}
+
+std::string failureText(const Record& answer) {
+  if (answer.kind == Record::Kind::Error) return answer.fields["error"].asString();
+  return "the event " + answer.fields["waited"].asString() + " did not come";
+}
+
+bool hasResult(const Record& answer) {
+  const auto has = [&](const char* name) { return answer.fields.isMember(name); };
+  return answer.kind == Record::Kind::Answer && !has("done") && !has("help") && !has("status") && !has("matched");
+}
+
+std::string resultText(const Record& answer) {
+  const Json::Value& result = answer.fields.isMember("ok") ? answer.fields["ok"] : *answer.fields.begin();
+  return result.isNull() ? "null" : result.asString();
+}
+
 Record help() {
   Json::Value commands(Json::arrayValue);
-  for (const auto& syntax : commandTable()) {
-    std::string command(syntax.name);
-    if (!syntax.parameters.empty()) command.append(" ").append(syntax.parameters);
-    Json::Value entry;
-    entry["command"] = command;
-    entry["effect"] = std::string(syntax.effect);
-    commands.append(entry);
-  }
-  return answer("help", commands);
+  for (const auto& syntax : commandTable()) commands.append(helpEntry(syntax));
+  Record record = answer("help", commands);
+  record.text = readableHelp();
+  return record;
+}
+
+Record helpAbout(const std::string& name) {
+  const CommandSyntax* const syntax = findCommand(name);
+  if (syntax == nullptr) throw BadCommand("unknown command: " + name + "; help lists them");
+  std::string details(syntax->details);
+  if (!details.empty()) details.pop_back();  // the last line feed
+  Json::Value entry = helpEntry(*syntax);
+  entry["details"] = details;
+  Json::Value commands(Json::arrayValue);
+  commands.append(entry);
+  Record record = answer("help", commands);
+  record.text = syntaxText(*syntax) + "\n" + std::string(syntax->effect) + (details.empty() ? "" : "\n" + details);
+  return record;
 }
 
 Record eventRecord(const Event& event) {
@@ -124,6 +175,10 @@ Record logRecord(const LogLine& line) {
   return record;
 }
 
+Record scriptLine(const std::string& line) {
+  return {Record::Kind::Answer, Json::objectValue, withoutControls("> " + validUtf8(line))};
+}
+
 std::string jsonLine(const Record& record) {
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "";
@@ -132,10 +187,8 @@ std::string jsonLine(const Record& record) {
 }
 
 std::string readableLine(const Record& record, bool inColour) {
-  if (record.fields.isMember("help")) return readableHelp(record.fields["help"]);
-  std::string text = readable(record);
-  std::ranges::replace_if(
-      text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+  if (!record.text.empty()) return record.text;
+  const std::string text = withoutControls(readable(record));
   return inColour ? colourOf(record.kind) + text + "\x1B[0m" : text;
 }
 

@@ -1,5 +1,6 @@
 #include "Terminal.h"
 
+#include <algorithm>
 #include <array>
 
 #include "Text.h"
@@ -36,6 +37,37 @@ void writeTo(HANDLE handle, bool isTerminal, std::string_view utf8) {
   WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
 }
 
+CONSOLE_SCREEN_BUFFER_INFO screenOf(HANDLE terminal) {
+  CONSOLE_SCREEN_BUFFER_INFO screen{};
+  GetConsoleScreenBufferInfo(terminal, &screen);
+  return screen;
+}
+
+// Leaves the cursor at the row's beginning.
+void clearRow(HANDLE terminal) {
+  const CONSOLE_SCREEN_BUFFER_INFO screen = screenOf(terminal);
+  const COORD begin{0, screen.dwCursorPosition.Y};
+  DWORD count = 0;
+  FillConsoleOutputCharacterW(terminal, L' ', static_cast<DWORD>(screen.dwSize.X), begin, &count);
+  SetConsoleCursorPosition(terminal, begin);
+}
+
+// While it lives, keys are told one by one and nothing is shown by itself. Ctrl+C still ends the program.
+class KeyByKey {
+ public:
+  explicit KeyByKey(HANDLE terminal) : terminal_(terminal) {
+    GetConsoleMode(terminal_, &mode_);
+    SetConsoleMode(terminal_, mode_ & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT));
+  }
+  KeyByKey(const KeyByKey&) = delete;
+  KeyByKey& operator=(const KeyByKey&) = delete;
+  ~KeyByKey() { SetConsoleMode(terminal_, mode_); }
+
+ private:
+  HANDLE terminal_;
+  DWORD mode_ = 0;
+};
+
 }  // namespace
 
 Input::Input() : handle_(GetStdHandle(STD_INPUT_HANDLE)), isTerminal_(refersToTerminal(handle_)) {}
@@ -64,38 +96,88 @@ std::string Input::readTerminal() {
   return utf8Of({buffer.data(), count});
 }
 
-Output::Output(Style style, bool withPrompt)
+std::optional<std::string> Input::nextTyped(LineEditor& editor, Output& output) {
+  const KeyByKey mode(handle_);
+  editor.reset();
+  auto outcome = LineEditor::Outcome::Editing;
+  while (outcome == LineEditor::Outcome::Editing) {
+    output.showTyping(visibleLine(editor.characters(), editor.cursor(), output.columnsForTyping()));
+    const auto key = readKey();
+    outcome = key ? editor.press(*key) : LineEditor::Outcome::Ended;
+    if (!editor.choices().empty()) output.printWords(editor.choices());
+  }
+  output.endTyping();
+  if (outcome == LineEditor::Outcome::Ended) return std::nullopt;
+  return editor.line();
+}
+
+std::optional<Key> Input::readKey() {
+  for (;;) {
+    INPUT_RECORD record{};
+    DWORD count = 0;
+    if (ReadConsoleInputW(handle_, &record, 1, &count) == 0 || count == 0) return std::nullopt;
+    if (record.EventType != KEY_EVENT) continue;
+    const Key key = keyboard_.keyOf(record.Event.KeyEvent);
+    if (key.kind != Key::Kind::None) return key;
+  }
+}
+
+Output::Output(Style style)
     : handle_(GetStdHandle(STD_OUTPUT_HANDLE)),
       style_(style),
-      withPrompt_(withPrompt),
       isTerminal_(refersToTerminal(handle_)),
       inColour_(style == Style::Readable && switchColoursOn(handle_)) {}
 
 void Output::print(const Record& record) {
-  const std::string line = lineOf(record) + '\n';
-  const std::lock_guard lock(mutex_);
-  if (!promptIsWaiting_) return write(line);
-  write(std::string("\r").append(line).append(kPrompt));
+  printLine(lineOf(record));
 }
 
-void Output::prompt() {
-  if (!withPrompt_) return;
-  const std::lock_guard lock(mutex_);
-  promptIsWaiting_ = true;
-  write(kPrompt);
+size_t Output::columnsForTyping() const {
+  // The last column stays free: a character there would move the cursor to the next row.
+  const auto width = static_cast<size_t>(std::max<int>(screenOf(handle_).dwSize.X, 0));
+  return std::max<size_t>(width, kPrompt.size() + 2) - kPrompt.size() - 1;
 }
 
-void Output::promptAnswered() {
+void Output::showTyping(const VisibleLine& line) {
   const std::lock_guard lock(mutex_);
-  promptIsWaiting_ = false;
+  typing_ = line;
+  drawTyping();
+}
+
+void Output::endTyping() {
+  const std::lock_guard lock(mutex_);
+  typing_.reset();
+  write("\n");
+}
+
+void Output::printWords(const std::vector<std::string>& words) {
+  std::string line;
+  for (const auto& word : words) line += (line.empty() ? "" : "  ") + word;
+  printLine(line);
+}
+
+void Output::printLine(const std::string& line) {
+  const std::lock_guard lock(mutex_);
+  if (typing_) clearRow(handle_);
+  write(line + '\n');
+  if (typing_) drawTyping();
 }
 
 std::string Output::lineOf(const Record& record) const {
   return style_ == Style::Json ? jsonLine(record) : readableLine(record, inColour_);
 }
 
-void Output::write(std::string_view utf8) {
+void Output::write(std::string_view utf8) const {
   writeTo(handle_, isTerminal_, utf8);
+}
+
+// In the row where the cursor is.
+void Output::drawTyping() const {
+  clearRow(handle_);
+  write(std::string(kPrompt) + typing_->text);
+  COORD cursor = screenOf(handle_).dwCursorPosition;
+  cursor.X = static_cast<SHORT>(kPrompt.size() + typing_->cursorColumn);
+  SetConsoleCursorPosition(handle_, cursor);
 }
 
 void writeText(DWORD stream, std::string_view utf8) {

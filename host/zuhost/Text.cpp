@@ -31,6 +31,31 @@ std::string utf8OfAnsi(std::string_view ansi) {
   return utf8Of(widened(ansi, CP_ACP));
 }
 
+std::u32string codePointsOf(std::string_view utf8) {
+  std::u32string characters;
+  for (const wchar_t unit : wideOf(utf8)) {
+    if (IS_LOW_SURROGATE(unit) && !characters.empty() && IS_HIGH_SURROGATE(characters.back())) {
+      characters.back() = 0x10000 + ((characters.back() & 0x3FF) << 10) + (unit & 0x3FFU);
+    } else {
+      characters += unit;
+    }
+  }
+  return characters;
+}
+
+std::string utf8OfCodePoints(std::u32string_view characters) {
+  std::wstring wide;
+  for (const char32_t character : characters) {
+    if (character < 0x10000) {
+      wide += static_cast<wchar_t>(character);
+    } else {
+      wide += static_cast<wchar_t>(0xD800 + ((character - 0x10000) >> 10));
+      wide += static_cast<wchar_t>(0xDC00 + (character & 0x3FF));
+    }
+  }
+  return utf8Of(wide);
+}
+
 std::string validUtf8(std::string_view bytes) {
   return utf8Of(wideOf(bytes));
 }

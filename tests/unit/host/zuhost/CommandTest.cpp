@@ -85,10 +85,24 @@ TEST(NumberIn, RefusesEverythingElse) {
   EXPECT_THROW(numberIn("8", 7), BadCommand);
 }
 
-TEST(IsBlank, TellsLinesWithoutACommand) {
-  EXPECT_TRUE(isBlank(""));
-  EXPECT_TRUE(isBlank(" \t"));
-  EXPECT_FALSE(isBlank(" x"));
+TEST(MillisecondsIn, EndAtTheMostThatCanBeWaitedFor) {
+  EXPECT_EQ(millisecondsIn("2147483647").count(), 2147483647);
+  EXPECT_THROW(millisecondsIn("2147483648"), BadCommand);
+}
+
+TEST(TakeWord, CutsWordsOffUntilNothingIsLeft) {
+  std::string_view text = "  one \t two";
+  EXPECT_EQ(takeWord(text), "one");
+  EXPECT_EQ(text, "two");
+  EXPECT_EQ(takeWord(text), "two");
+  EXPECT_EQ(takeWord(text), "");
+}
+
+TEST(HoldsNoCommand, IsSoOfBlanksAndComments) {
+  EXPECT_TRUE(holdsNoCommand(""));
+  EXPECT_TRUE(holdsNoCommand(" \t"));
+  EXPECT_TRUE(holdsNoCommand(" # load"));
+  EXPECT_FALSE(holdsNoCommand(" x # y"));
 }
 
 }  // namespace

@@ -67,5 +67,16 @@ TEST_F(EventLogTest, GoesOnWithTheNextListenerWhenTheFirstIsRemoved) {
   EXPECT_TRUE(events.wait("a", milliseconds(0)));
 }
 
+TEST_F(EventLogTest, KnowsWhatCountedAndWhetherAnybodyListens) {
+  EXPECT_TRUE(events.hasListener());
+  EXPECT_TRUE(events.arrived("b", 100));
+  EXPECT_FALSE(events.arrived("c", 101));
+  EXPECT_TRUE(events.arrived("a", 100));
+  EXPECT_TRUE(events.wait("a", milliseconds(0)));
+  EXPECT_EQ(events.names(), (std::set<std::string>{"a", "b"}));
+  events.removeListener(100);
+  EXPECT_FALSE(events.hasListener());
+}
+
 }  // namespace
 }  // namespace zuhost

@@ -19,6 +19,9 @@ TEST(Options, AreOffByDefault) {
   EXPECT_FALSE(options.plugin);
   EXPECT_FALSE(options.json);
   EXPECT_FALSE(options.levelOff);
+  EXPECT_EQ(options.mode, Options::Mode::Session);
+  EXPECT_FALSE(options.recording);
+  EXPECT_FALSE(options.appPath);
 }
 
 TEST(Options, AreTakenInAnyOrder) {
@@ -28,8 +31,21 @@ TEST(Options, AreTakenInAnyOrder) {
   EXPECT_TRUE(options.levelOff);
 }
 
+TEST(Options, MayStandBehindTheWordThatTheyBelongTo) {
+  const Options run = parseOptions({"run", "a b.zu", "--plugin", "p.dll", "--record", "r.zu"});
+  EXPECT_EQ(run.mode, Options::Mode::Run);
+  EXPECT_EQ(run.script, L"a b.zu");
+  EXPECT_EQ(run.plugin, L"p.dll");
+  EXPECT_EQ(run.recording, L"r.zu");
+  const Options status = parseOptions({"--json", "status", "--app-path", "C:\\app"});
+  EXPECT_EQ(status.mode, Options::Mode::Status);
+  EXPECT_EQ(status.appPath, L"C:\\app");
+  EXPECT_TRUE(status.json);
+}
+
 TEST(Options, RefuseWhatIsUnknownOrIncompleteWithOneLine) {
-  for (const auto& arguments : std::vector<std::vector<std::string>>{{"--bogus"}, {"file"}, {"--plugin"}}) {
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {"--bogus"}, {"file"}, {"--plugin"}, {"run"}, {"run", "a", "b"}, {"status", "a"}, {"status", "run", "a"}}) {
     const Refusal refusal = refusalOf(arguments);
     EXPECT_EQ(refusal.status, 2);
     EXPECT_TRUE(refusal.text.starts_with("zuhost: ")) << refusal.text;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Command.h"
+
 namespace zuhost {
 namespace {
 
@@ -58,6 +60,43 @@ TEST(ReadableLine, LetsNoControlCharacterReachTheTerminal) {
   EXPECT_EQ(readableLine(errorRecord("a\x1B[2J\r\nb\x7F"), false), "error: a [2J  b ");
 }
 
+TEST(HelpAbout, TellsMoreAboutACommand) {
+  const Record about = helpAbout("wait");
+  EXPECT_TRUE(about.text.starts_with("wait EVENT MS\nwait until EVENT arrives")) << about.text;
+  EXPECT_TRUE(about.text.ends_with("when the event does not come.")) << about.text;
+  EXPECT_EQ(about.fields["help"].size(), 1U);
+  EXPECT_EQ(about.fields["help"][0]["command"], "wait EVENT MS");
+  EXPECT_EQ(helpAbout("destroy").text, "destroy\ndelete the plugin object");
+  EXPECT_THROW(helpAbout("bogus"), BadCommand);
+}
+
+TEST(ResultText, IsWhatACommandAnswered) {
+  EXPECT_EQ(resultText(answer("result", "x")), "x");
+  EXPECT_EQ(resultText(answer("result", Json::Value())), "null");
+  EXPECT_EQ(resultText(answer("removed", false)), "false");
+  EXPECT_EQ(resultText(answer("listener", 100)), "100");
+  Record waited = answer("waited", "e");
+  waited.fields["ok"] = true;
+  EXPECT_EQ(resultText(waited), "true");
+  EXPECT_TRUE(hasResult(waited));
+  for (const char* key : {"done", "help", "status", "matched"}) EXPECT_FALSE(hasResult(answer(key, "x"))) << key;
+  EXPECT_FALSE(hasResult(errorRecord("x")));
+}
+
+TEST(IsFailure, CountsErrorsAndWaitingInVain) {
+  EXPECT_TRUE(isFailure(errorRecord("why")));
+  EXPECT_EQ(failureText(errorRecord("why")), "why");
+  Record waited = answer("waited", "e");
+  waited.fields["ok"] = false;
+  EXPECT_TRUE(isFailure(waited));
+  EXPECT_EQ(failureText(waited), "the event e did not come");
+  EXPECT_FALSE(isFailure(answer("removed", false)));
+}
+
+TEST(ScriptLine, HoldsNoControlCharacters) {
+  EXPECT_EQ(readableLine(scriptLine("load\t\x1B[1mx"), true), "> load  [1mx");
+}
+
 TEST(ReadableLine, ColoursByKind) {
   EXPECT_EQ(readableLine(errorRecord("x"), true), "\x1B[31merror: x\x1B[0m");
   EXPECT_EQ(readableLine(answer("done", "x"), true), "\x1B[32mdone: x\x1B[0m");
@@ -66,6 +105,8 @@ TEST(ReadableLine, ColoursByKind) {
 TEST(ReadableLine, ListsTheCommandsOnLinesOfTheirOwn) {
   const std::string text = readableLine(help(), false);
   EXPECT_TRUE(text.starts_with("load [PATH]       tell the plugin")) << text;
+  EXPECT_NE(text.find("\nexpect [--within MS] RESULT|EVENT|LOG PATTERN\n                  check what"),
+            std::string::npos);
   EXPECT_NE(text.find("\nquit "), std::string::npos);
 }
 

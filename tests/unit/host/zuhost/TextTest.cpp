@@ -34,6 +34,13 @@ TEST(Text, ReplacesWhatIsNotValidUtf8) {
   EXPECT_EQ(validUtf8("a\xE6\x96"), std::string("a") + kReplacement);
 }
 
+TEST(Text, IsTakenApartIntoCharactersAndPutTogetherAgain) {
+  const std::string text = "a\xE6\x96\x87\xF0\x9F\x8C\x8Dz";
+  EXPECT_EQ(codePointsOf(text), (std::u32string{U'a', 0x6587, 0x1F30D, U'z'}));
+  EXPECT_EQ(utf8OfCodePoints(codePointsOf(text)), text);
+  EXPECT_EQ(codePointsOf("\xFF"), std::u32string(1, 0xFFFD));
+}
+
 TEST(Text, ReadsTheSystemCodePage) {
   EXPECT_EQ(utf8OfAnsi("ascii"), "ascii");
 }
