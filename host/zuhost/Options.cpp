@@ -36,7 +36,8 @@ Options parseOptions(std::vector<std::string> arguments) {
   app.add_option("--plugin", plugin, "The plugin; zuviaplugin.dll beside this program by default")->type_name("FILE");
   app.add_flag("--json", options.json, "Answer, and tell events and log lines, as JSON, one object per line");
   app.add_flag("--level-off", options.levelOff, "Disable the log level that the plugin uses");
-  app.add_option("--record", recording, "Write the session to a new file, as a script")->type_name("FILE");
+  CLI::Option* const record = app.add_option("--record", recording, "Write the session to a new file, as a script");
+  record->type_name("FILE");
   app.set_version_flag("--version", "zuhost " ZUHOST_VERSION);
   app.footer(footer());
   app.require_subcommand(0, 1);
@@ -47,6 +48,7 @@ Options parseOptions(std::vector<std::string> arguments) {
   status->add_option("--app-path", appPath, "The host's application path; the temporary directory by default")
       ->type_name("DIRECTORY");
   status->fallthrough();
+  status->excludes(record);
   try {
     std::ranges::reverse(arguments);  // as this overload wants them
     app.parse(arguments);

@@ -57,7 +57,8 @@ class KeyByKey {
  public:
   explicit KeyByKey(HANDLE terminal) : terminal_(terminal) {
     GetConsoleMode(terminal_, &mode_);
-    SetConsoleMode(terminal_, mode_ & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT));
+    constexpr DWORD kOthers = ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT | ENABLE_VIRTUAL_TERMINAL_INPUT;
+    SetConsoleMode(terminal_, mode_ & ~kOthers);
   }
   KeyByKey(const KeyByKey&) = delete;
   KeyByKey& operator=(const KeyByKey&) = delete;

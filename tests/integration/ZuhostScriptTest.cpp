@@ -173,7 +173,7 @@ TEST_F(ZuhostScriptTest, ShowsATreeWithEveryKindOfDirectoryAndLeavesItAlone) {
   tree.addVersion(L".update-2.0.0.47-0123456789abcdef", sampleFile(L"2.0.0.46"));
   tree.addFile(L"2.0.0.44\\help\\companion.txt", "left of a removal");
   tree.addFile(L"logs\\host.txt", "x");
-  makeDirectoryLink(joinPath(tree.root(), L"link"), tree.appPath());
+  makeDirectoryLink(joinPath(tree.root(), L"link"), programDirectory());
   writeFile(joinPath(tree.appPath(), L"zuviaplugin\\cache\\hit.cache"), "0123456789ABCDEF");
   writeFile(joinPath(tree.appPath(), L"zuviaplugin\\cache\\update\\0123456789abcdef.zip"), "left of a download");
   const TreeListing before = tree.listAll();

@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hxbase/LogControl.h>
+#include <windows.h>
 
 #include <algorithm>
 
+#include "InstallationFiles.h"
 #include "ProductMessages.h"
 #include "StatusRecord.h"
 #include "support/Files.h"
@@ -48,8 +50,7 @@ class InstallationTest : public testing::Test {
 
   static Json::Value status(const Installation& installation) { return statusRecord(installation).fields["status"]; }
 
-  std::string verdictOf(const std::wstring& path) const {
-    const Installation installation = look();
+  static std::string verdictOf(const Installation& installation, const std::wstring& path) {
     const auto found = std::ranges::find(installation.modules, path, &FoundModule::path);
     if (found == installation.modules.end()) return "not found";
     return status(installation)["modules"][static_cast<int>(found - installation.modules.begin())]["verdict"]
@@ -74,37 +75,40 @@ TEST_F(InstallationTest, SaysWhichModuleALoadTakesAndWhyNotTheOthers) {
   const Installation installation = look();
   ASSERT_TRUE(installation.chosen);
   EXPECT_EQ(installation.modules[*installation.chosen].path, L"2.0.0.45\\zuimpl.dll");
-  EXPECT_EQ(verdictOf(L"2.0.0.45\\zuimpl.dll"), "would be chosen");
-  EXPECT_EQ(verdictOf(L"2.0.0.44\\zuimpl.dll"), "not chosen: older");
-  EXPECT_EQ(verdictOf(L"2.0.0.50\\zuimpl.dll"),
+  EXPECT_EQ(verdictOf(installation, L"2.0.0.45\\zuimpl.dll"), "would be chosen");
+  EXPECT_EQ(verdictOf(installation, L"2.0.0.44\\zuimpl.dll"), "not chosen: older");
+  EXPECT_EQ(verdictOf(installation, L"2.0.0.50\\zuimpl.dll"),
             "would not load: it needs zuabsent.dll, which is neither beside it nor beside the plugin nor the system's");
-  EXPECT_EQ(verdictOf(L"misplaced\\deeper\\zuimpl.dll"), "would not load: it has no export createImpl");
-  EXPECT_THAT(verdictOf(L"9\\zuimpl.dll"),
+  EXPECT_EQ(verdictOf(installation, L"misplaced\\deeper\\zuimpl.dll"), "would not load: it has no export createImpl");
+  EXPECT_THAT(verdictOf(installation, L"9\\zuimpl.dll"),
               StartsWith("no candidate: Get dll version fail! No version resource, error: "));
   EXPECT_EQ(installation.modules.back().path, L"9\\zuimpl.dll");
 }
 
 TEST_F(InstallationTest, FindsLibrariesBesideTheModuleOrThePlugin) {
   add(L"2.0.0.50", L"needs-companion");
-  EXPECT_THAT(verdictOf(L"2.0.0.50\\zuimpl.dll"), StartsWith("would not load: it needs zucompanion.dll"));
+  EXPECT_THAT(verdictOf(look(), L"2.0.0.50\\zuimpl.dll"), StartsWith("would not load: it needs zucompanion.dll"));
   copyFile(zuvia::test::companionFile(), joinPath(tree.root(), L"zucompanion.dll"));
-  EXPECT_EQ(verdictOf(L"2.0.0.50\\zuimpl.dll"), "would be chosen");
+  EXPECT_EQ(verdictOf(look(), L"2.0.0.50\\zuimpl.dll"), "would be chosen");
   zuvia::test::removeTree(joinPath(tree.root(), L"zucompanion.dll"));
   copyFile(zuvia::test::companionFile(), joinPath(tree.root(), L"2.0.0.50\\zucompanion.dll"));
-  EXPECT_EQ(verdictOf(L"2.0.0.50\\zuimpl.dll"), "would be chosen");
+  EXPECT_EQ(verdictOf(look(), L"2.0.0.50\\zuimpl.dll"), "would be chosen");
 }
 
 TEST_F(InstallationTest, TakesAModuleThatAnUpdateLeftAsALoadDoes) {
   add(L"2.0.0.45", L"2.0.0.45");
   add(L".update-2.0.0.47-0123456789abcdef", L"2.0.0.47");
-  EXPECT_EQ(verdictOf(L".update-2.0.0.47-0123456789abcdef\\zuimpl.dll"), "would be chosen");
-  EXPECT_EQ(verdictOf(L"2.0.0.45\\zuimpl.dll"), "not chosen: older");
+  const Installation installation = look();
+  EXPECT_EQ(verdictOf(installation, L".update-2.0.0.47-0123456789abcdef\\zuimpl.dll"), "would be chosen");
+  EXPECT_EQ(verdictOf(installation, L"2.0.0.45\\zuimpl.dll"), "not chosen: older");
 }
 
 TEST_F(InstallationTest, TakesOneOfTwoOfTheSameVersion) {
   add(L"2.0.0.45", L"2.0.0.45");
   add(L"copy", L"2.0.0.45");
-  const std::vector<std::string> verdicts = {verdictOf(L"2.0.0.45\\zuimpl.dll"), verdictOf(L"copy\\zuimpl.dll")};
+  const Installation installation = look();
+  const std::vector<std::string> verdicts = {verdictOf(installation, L"2.0.0.45\\zuimpl.dll"),
+                                             verdictOf(installation, L"copy\\zuimpl.dll")};
   EXPECT_THAT(verdicts,
               testing::UnorderedElementsAre("would be chosen", "not chosen: of the same version, and found later"));
 }
@@ -115,7 +119,7 @@ TEST_F(InstallationTest, TellsDirectoriesApart) {
   writeFile(joinPath(tree.root(), L"2.0.0.43\\help\\companion.txt"), "1234");
   writeFile(joinPath(tree.root(), L"logs\\a.txt"), "");
   writeFile(joinPath(tree.root(), L"read me.txt"), "12345");
-  zuvia::test::makeDirectoryLink(joinPath(tree.root(), L"2.0.0.99"), joinPath(tree.root(), L"2.0.0.45"));
+  zuvia::test::makeDirectoryLink(joinPath(tree.root(), L"2.0.0.99"), zuvia::test::programDirectory());
   const Installation installation = look();
   EXPECT_EQ(kindOf(installation, L"2.0.0.99"), Kind::Link);
   EXPECT_EQ(kindOf(installation, L"2.0.0.45"), Kind::Version);
@@ -141,7 +145,7 @@ TEST_F(InstallationTest, ReadsTheCaches) {
                "response_data": "{\"configs\": {\"zu_plugin_update\": \"{\\\"ver\\\": \\\"2.0.0.47\\\", \\\"url\\\": \\\"https://p\\\"}\"}}"},
               {"key_url": "https://two", "timestamp_ms": 2000, "response_data": "{}"},
               {"key_url": "https://three", "timestamp_ms": 3000, "response_data": "[]"}]})j");
-  const Caches caches = look().caches;
+  const Caches caches = cachesOf(tree.appPath());
   EXPECT_EQ(caches.hitSequence, "0123456789ABCDEF");
   ASSERT_EQ(caches.packages.size(), 1U);
   EXPECT_EQ(caches.packages[0].name, L"0123.zip");
@@ -156,16 +160,16 @@ TEST_F(InstallationTest, ReadsTheCaches) {
 }
 
 TEST_F(InstallationTest, SaysWhenTheCachesAreNotThereOrNotUnderstood) {
-  EXPECT_EQ(look().caches.hitSequence, std::nullopt);
-  EXPECT_EQ(look().caches.answerBytes, std::nullopt);
+  EXPECT_EQ(cachesOf(tree.appPath()).hitSequence, std::nullopt);
+  EXPECT_EQ(cachesOf(tree.appPath()).answerBytes, std::nullopt);
   const std::wstring answers = joinPath(tree.appPath(), L"zuviaplugin\\cache\\bbs.cache");
   writeFile(answers, "");
-  EXPECT_EQ(look().caches.answerBytes, 0U);
-  EXPECT_EQ(look().caches.answerFault, "");
+  EXPECT_EQ(cachesOf(tree.appPath()).answerBytes, 0U);
+  EXPECT_EQ(cachesOf(tree.appPath()).answerFault, "");
   writeFile(answers, "{\"entries\": [{\"key_url\": ");
-  EXPECT_EQ(look().caches.answerFault, "it is no JSON");
+  EXPECT_EQ(cachesOf(tree.appPath()).answerFault, "it is no JSON");
   writeFile(answers, "[1]");
-  EXPECT_NE(look().caches.answerFault, "");
+  EXPECT_NE(cachesOf(tree.appPath()).answerFault, "");
 }
 
 TEST_F(InstallationTest, IsDescribedWithoutAPluginOrAnythingElse) {

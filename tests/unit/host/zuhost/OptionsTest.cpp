@@ -44,8 +44,14 @@ TEST(Options, MayStandBehindTheWordThatTheyBelongTo) {
 }
 
 TEST(Options, RefuseWhatIsUnknownOrIncompleteWithOneLine) {
-  for (const auto& arguments : std::vector<std::vector<std::string>>{
-           {"--bogus"}, {"file"}, {"--plugin"}, {"run"}, {"run", "a", "b"}, {"status", "a"}, {"status", "run", "a"}}) {
+  for (const auto& arguments : std::vector<std::vector<std::string>>{{"--bogus"},
+                                                                     {"file"},
+                                                                     {"--plugin"},
+                                                                     {"run"},
+                                                                     {"run", "a", "b"},
+                                                                     {"status", "a"},
+                                                                     {"status", "run", "a"},
+                                                                     {"status", "--record", "a"}}) {
     const Refusal refusal = refusalOf(arguments);
     EXPECT_EQ(refusal.status, 2);
     EXPECT_TRUE(refusal.text.starts_with("zuhost: ")) << refusal.text;
