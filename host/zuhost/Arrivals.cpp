@@ -11,6 +11,7 @@ void Arrivals::add(std::string text) {
   const std::lock_guard lock(mutex_);
   if (texts_.size() == kMost) texts_.pop_front();
   texts_.push_back(std::move(text));
+  ++added_;
   arrival_.notify_all();
 }
 
@@ -50,8 +51,12 @@ std::string Arrivals::summary() const {
 Arrivals::Position Arrivals::waitFor(std::unique_lock<std::mutex>& lock, std::string_view pattern,
                                      std::chrono::milliseconds timeout) {
   Position found;
+  uint64_t examined = added_ - texts_.size();  // none of those that are there; each is compared once
   arrival_.wait_for(lock, timeout, [&] {
-    found = std::ranges::find_if(texts_, [&](const std::string& text) { return matches(pattern, text); });
+    const auto fresh = static_cast<std::ptrdiff_t>(std::min<uint64_t>(added_ - examined, texts_.size()));
+    examined = added_;
+    found = std::find_if(texts_.end() - fresh, texts_.end(),
+                         [&](const std::string& text) { return matches(pattern, text); });
     return found != texts_.end();
   });
   return found;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <optional>
@@ -35,6 +36,7 @@ class Arrivals {
   mutable std::mutex mutex_;
   std::condition_variable arrival_;
   std::deque<std::string> texts_;
+  uint64_t added_ = 0;  // ever
 };
 
 }  // namespace zuhost

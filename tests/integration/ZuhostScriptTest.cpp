@@ -48,6 +48,8 @@ class ZuhostScriptTest : public testing::Test {
     Outcome outcome{};
     while (auto line = host.readLine(30'000)) outcome.lines.push_back(*line);
     outcome.status = host.waitForExit().value_or(998);
+    // Its error stream is read by a thread, which may be a moment behind.
+    for (int i = 0; outcome.status != 0 && !host.errorText().ends_with('\n') && i < 500; ++i) Sleep(10);
     outcome.error = host.errorText();
     return outcome;
   }
