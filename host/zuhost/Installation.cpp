@@ -57,7 +57,8 @@ class LibrarySearch {
       if (!seen.insert(name).second || isGiven(name)) continue;
       const std::wstring file = find(directory, wideOf(name));
       if (file.empty()) return given;
-      if (const auto further = missing(directory, importsOrNone(file), seen); !further.empty()) return further;
+      std::string further = missing(directory, importsOrNone(file), seen);
+      if (!further.empty()) return further;
     }
     return {};
   }
@@ -70,7 +71,9 @@ class LibrarySearch {
 
   std::wstring find(const std::wstring& directory, const std::wstring& name) const {
     for (const auto& place : {directory, root_}) {
-      if (factsOf(place + L'\\' + name).isFile) return place + L'\\' + name;
+      std::wstring file = place + L'\\';
+      file += name;
+      if (factsOf(file).isFile) return file;
     }
     return {};
   }
