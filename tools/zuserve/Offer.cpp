@@ -52,16 +52,21 @@ VersionedEntry readEntry(const Site& site, const std::wstring& name) {
 
 Offer readOffer(const Site& site) {
   Offer offer;
-  DllCandidate newest;
+  std::vector<VersionedEntry> usable;
   for (const std::wstring& name : entryFileNames(site.directory())) {
     try {
-      VersionedEntry read = readEntry(site, name);
-      if (offer.entry && isOlder(read.version, newest)) continue;
-      newest = read.version;
-      offer.entry = std::move(read.entry);
+      usable.push_back(readEntry(site, name));
     } catch (const tools::Failure& failure) {
       offer.skipped.push_back(tools::toUtf8(name) + ": " + failure.what());
     }
+  }
+  std::ranges::reverse(usable);  // of equal versions the last by name comes first
+  std::ranges::stable_sort(usable,
+                           [](const auto& one, const auto& other) { return isOlder(other.version, one.version); });
+  for (VersionedEntry& one : usable) offer.others.push_back(std::move(one.entry));
+  if (!usable.empty()) {
+    offer.entry = std::move(offer.others.front());
+    offer.others.erase(offer.others.begin());
   }
   return offer;
 }

@@ -12,6 +12,7 @@ namespace zuvia::zuserve {
 // What a site offers at this moment.
 struct Offer {
   std::optional<UpdateEntry> entry;  // the newest, by the version order
+  std::vector<UpdateEntry> others;   // that are usable, newest first
   std::vector<std::string> skipped;  // "NAME: reason" for every *.json that is no usable entry, by name
 };
 

@@ -5,22 +5,26 @@
 #include <string>
 
 #include "tls/DevCa.h"
+#include "zuserve/Settings.h"
 #include "zuserve/Site.h"
 
 namespace zuvia::zuserve {
 
-// The HTTPS service on 127.0.0.1: the files of a site, and the configuration request answered with what
-// the site offers at that moment.
+inline constexpr const char* kLoopbackAddress = "127.0.0.1";
+
+// The HTTPS service: the files of a site, the configuration request answered with what the site offers at that moment
+// to those whom the settings choose, and a page that shows both and changes the settings.
 class Service {
  public:
   // print receives one line per answered request, without line end; it is called by several threads at once.
   // Throws std::runtime_error when the certificate cannot be used.
-  Service(Site site, const tls::Certificate& certificate, std::function<void(const std::string&)> print);
+  Service(Site site, const tls::Certificate& certificate, std::function<void(const std::string&)> print,
+          const Settings& settings = {});
   ~Service();
 
-  // Takes the port, 0 for any that is free, and returns it: from now on clients can connect. Throws
-  // tools::Failure when it cannot be had. Once, before run().
-  int bind(int port);
+  // Takes the port, 0 for any that is free, at an IPv4 address of this machine, and returns it: from now on clients can
+  // connect. Throws tools::Failure when it cannot be had. Once, before run().
+  int bind(int port, const std::string& address = kLoopbackAddress);
 
   // Serves until stop(); returns when every request has ended. Throws tools::Failure when the
   // system ends the listening.

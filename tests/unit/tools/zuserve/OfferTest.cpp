@@ -45,6 +45,15 @@ TEST_F(OfferTest, IsTheLastByNameOfEqualVersions) {
   EXPECT_EQ(read().entry->url, "https://last");
 }
 
+TEST_F(OfferTest, NamesTheOthersNewestFirst) {
+  add(L"a.json", "2.0.0.9");
+  add(L"b.json", "2.0.0.10");
+  add(L"c.json", "2.0.0.9", "https://last");
+  std::vector<std::string> others;
+  for (const UpdateEntry& entry : read().others) others.push_back(entry.ver + " " + entry.url);
+  EXPECT_THAT(others, ElementsAre("2.0.0.9 https://last", "2.0.0.9 https://x"));
+}
+
 TEST_F(OfferTest, IsReadAnewEachTime) {
   const Site site(tree.path());
   add(L"a.json", "2.0.0.1");

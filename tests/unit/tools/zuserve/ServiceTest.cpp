@@ -3,15 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <mutex>
-#include <thread>
+#include <atomic>
 
-#include <httplib.h>
-
-#include "../TemporaryTree.h"
+#include "RunningService.h"
 #include "shared/CommandLine.h"
 #include "shared/EntryText.h"
-#include "zuserve/Authority.h"
 
 namespace zuvia::zuserve {
 namespace {
@@ -21,54 +17,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-// A service in this process, with a client. What it prints is kept without the time.
-class ServiceTest : public testing::Test {
- protected:
-  void SetUp() override {
-    test::writeFile(tree.path(L"site\\a.txt"), "hello");
-    service =
-        std::make_unique<Service>(Site(tree.path(L"site")), issueLocalCertificate(openAuthority(tree.path(L"ca"))),
-                                  [this](const std::string& line) { keep(line); });
-    port = service->bind(0);
-    thread = std::thread([this] { service->run(); });
-    client = std::make_unique<httplib::SSLClient>("127.0.0.1", port);
-    client->enable_server_certificate_verification(false);
-    client->set_read_timeout(10);
-  }
-
-  void TearDown() override {
-    client.reset();
-    stop();
-  }
-
-  void stop() {
-    service->stop();
-    if (thread.joinable()) thread.join();
-  }
-
-  void keep(const std::string& line) {
-    const std::lock_guard lock(mutex);
-    lines.push_back(line.substr(24));
-  }
-
-  // The status of a GET of exactly this target.
-  int statusOf(const std::string& target) {
-    const httplib::Result result = client->Get(target);
-    return result ? result->status : 0;
-  }
-
-  httplib::Result post(const std::string& body, const httplib::Headers& headers = {}) {
-    return client->Post("/configs/pc/post", headers, body, "application/json");
-  }
-
-  const test::TemporaryTree tree;
-  std::unique_ptr<Service> service;
-  std::unique_ptr<httplib::SSLClient> client;
-  std::thread thread;
-  int port = 0;
-  std::mutex mutex;
-  std::vector<std::string> lines;
-};
+using ServiceTest = RunningService;
 
 TEST_F(ServiceTest, ServesFiles) {
   const httplib::Result result = client->Get("/a.txt");
@@ -107,7 +56,7 @@ TEST_F(ServiceTest, ServesEmptyFilesAndHeads) {
 
 TEST_F(ServiceTest, ServesNothingElse) {
   test::writeFile(tree.path(L"secret.txt"), "secret");
-  for (const char* target : {"/", "/none", "/../secret.txt", "/%2e%2e/secret.txt", "/..%2fsecret.txt",
+  for (const char* target : {"//", "/none", "/../secret.txt", "/%2e%2e/secret.txt", "/..%2fsecret.txt",
                              "/..%5csecret.txt", "/%2e%2e%5csecret.txt", "/a.txt%00", "/nul", "/A.TXT"}) {
     EXPECT_EQ(statusOf(target), 404) << target;
   }
@@ -137,16 +86,18 @@ TEST_F(ServiceTest, AnswersTheConfigurationRequestWithWhatIsThere) {
   EXPECT_THAT(
       lines,
       ElementsAre(
-          R"(POST /configs/pc/post 200 14 uid="" version="" hostver="" hitseq="" osVersion="" answer="nothing")",
+          R"(POST /configs/pc/post 200 14 uid="" version="" hostver="" hitseq="" osVersion="" answer="nothing" why="no entry in the site")",
           "POST /configs/pc/post 200 " + std::to_string(result->body.size()) +
-              R"( uid="12" version="2.0.0" hostver="7.1" hitseq="A\x0aB" osVersion="Windows 10" answer="2.0.0.47")"));
+              R"( uid="12" version="2.0.0" hostver="7.1" hitseq="A\x0aB" osVersion="Windows 10" answer="2.0.0.47" why="newest entry")"));
 }
 
 TEST_F(ServiceTest, SaysWhichFilesItSkipped) {
   test::writeFile(tree.path(L"site\\x.json"), R"({"ver":"2.0","pmd5":"a","dmd5":"b","url":"c"})");
   EXPECT_EQ(post("{}")->body, R"({"configs":{}})");
   stop();
-  EXPECT_THAT(lines, ElementsAre(HasSubstr(R"( answer="nothing" skipped="x.json: not a version: 2.0")")));
+  EXPECT_THAT(
+      lines,
+      ElementsAre(HasSubstr(R"( answer="nothing" why="no entry in the site" skipped="x.json: not a version: 2.0")")));
 }
 
 TEST_F(ServiceTest, RefusesABadRequest) {
@@ -184,6 +135,80 @@ TEST_F(ServiceTest, ServesSeveralClientsAtOnce) {
   EXPECT_EQ(lines, std::vector<std::string>(6, "GET /a.txt 200 5"));
 }
 
+// ---- With settings
+
+class ChosenServiceTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    test::writeFile(tree.path(L"site\\x.json"),
+                    tools::entryText({"2.0.0.47", "aa", "bb", "https://x"}, tools::EntryLayout::Readable));
+  }
+
+  void set(const std::string& settings) {
+    ASSERT_EQ(client->Post("/api/settings", settings, "application/json")->status, 200) << settings;
+  }
+
+  // Whether a user is offered the entry.
+  bool offers(const std::string& uid, const std::string& hostver = "7.1") {
+    const httplib::Result result = post(R"({"extendInfo":{"hostver":")" + hostver + R"("}})", {{"uid", uid}});
+    return result && result->body.find("2.0.0.47") != std::string::npos;
+  }
+};
+
+TEST_F(ChosenServiceTest, OffersTheEntryToThoseWhoAreMeant) {
+  set(R"({"share":10})");
+  EXPECT_TRUE(offers("8"));
+  EXPECT_FALSE(offers("9"));
+  set(R"({"share":100,"hostVersion":">=7.1"})");
+  EXPECT_TRUE(offers("9", "7.1.0"));
+  EXPECT_FALSE(offers("9", "7.0.9"));
+  set(R"({"hostVersion":"","paused":true})");
+  EXPECT_FALSE(offers("8"));
+  set(R"({"paused":false})");
+  EXPECT_TRUE(offers("8"));
+  stop();
+  EXPECT_THAT(lines, testing::Contains(HasSubstr(R"(uid="9" version="" hostver="7.1" hitseq="" osVersion="" )"
+                                                 R"(answer="nothing" why="user not among the 10 %")")));
+}
+
+TEST_F(ChosenServiceTest, FailsOnPurpose) {
+  set(R"({"fault":"status:503"})");
+  EXPECT_EQ(statusOf("/a.txt"), 503);
+  EXPECT_EQ(statusOf("/none"), 404);
+  EXPECT_TRUE(offers("1"));
+  set(R"({"fault":"cut:3"})");
+  EXPECT_FALSE(client->Get("/a.txt"));
+  set(R"({"fault":"badmd5"})");
+  EXPECT_THAT(post("{}")->body, HasSubstr(R"(\"pmd5\":\"0a\")"));
+  EXPECT_EQ(client->Get("/a.txt")->body, "hello");
+  set(R"({"fault":"config:status:500"})");
+  EXPECT_EQ(post("{}")->status, 500);
+  EXPECT_EQ(statusOf("/a.txt"), 200);
+  set(R"({"fault":"config:cut"})");
+  EXPECT_FALSE(post("{}"));
+  stop();
+  EXPECT_THAT(lines, testing::IsSupersetOf({std::string(R"(GET /a.txt 503 11 fault="status:503")"),
+                                            std::string(R"(GET /a.txt 200 3 fault="cut:3" transfer="incomplete")")}));
+}
+
+TEST_F(ChosenServiceTest, NoticesThatAClientHasLeftAStalledTransfer) {
+  set(R"({"fault":"stall:2"})");
+  client->set_read_timeout(1);
+  EXPECT_FALSE(client->Get("/a.txt"));
+  for (int attempt = 0; attempt < 500; ++attempt) {
+    {
+      const std::lock_guard lock(mutex);
+      if (lines.size() == 2) break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  const std::lock_guard lock(mutex);
+  EXPECT_THAT(lines, testing::Contains(R"(GET /a.txt 200 2 fault="stall:2" transfer="incomplete")"));
+}
+
+// ---- Ports
+
 TEST_F(ServiceTest, RefusesAPortThatIsTaken) {
   Service second(Site(tree.path(L"site")), issueLocalCertificate(openAuthority(tree.path(L"ca"))), [](const auto&) {});
   try {
@@ -191,6 +216,16 @@ TEST_F(ServiceTest, RefusesAPortThatIsTaken) {
     ADD_FAILURE() << "two services on one port";
   } catch (const tools::Failure& failure) {
     EXPECT_EQ(failure.what(), "cannot listen on 127.0.0.1:" + std::to_string(port) + ": the port is in use");
+  }
+}
+
+TEST_F(ServiceTest, RefusesAnAddressOfAnotherMachine) {
+  Service second(Site(tree.path(L"site")), issueLocalCertificate(openAuthority(tree.path(L"ca"))), [](const auto&) {});
+  try {
+    second.bind(0, "192.0.2.1");
+    ADD_FAILURE() << "it listens";
+  } catch (const tools::Failure& failure) {
+    EXPECT_STREQ(failure.what(), "cannot listen on 192.0.2.1:0: the address is not one of this machine");
   }
 }
 

@@ -116,6 +116,33 @@ TEST_F(ZuserveTest, KeepsItsKeyOutOfTheSite) {
   EXPECT_EQ(runZuserve({L"--site", tree.path(L"SITE"), L"--port", L"0", L"--ca", inside}).status, 2u);
 }
 
+TEST_F(ZuserveTest, SaysToWhomItOffers) {
+  std::vector<std::wstring> all = arguments();
+  for (const wchar_t* one : {L"--share", L"12.50", L"--host-version", L">=7.1,<8", L"--pause", L"--fault", L"cut"})
+    all.emplace_back(one);
+  ChildProcess process(joinPath(programDirectory(), L"zuserve.exe"), all);
+  std::vector<std::string> lines;
+  for (int index = 0; index < 7; ++index) lines.push_back(process.readLine(30'000).value_or(""));
+  addressOf(lines[0]);
+  EXPECT_THAT(lines, testing::IsSupersetOf({std::string("zuserve: paused: offers nothing to anybody"),
+                                            std::string("zuserve: offers it to 12.5 % of the users"),
+                                            std::string("zuserve: offers it to host versions >=7.1, <8"),
+                                            std::string("zuserve: fault on purpose: cut")}));
+}
+
+TEST_F(ZuserveTest, ListensOnOtherAddressesOnlyWhenItIsTold) {
+  std::vector<std::wstring> all = arguments();
+  all.insert(all.end(), {L"--bind", L"0.0.0.0"});
+  ChildProcess process(joinPath(programDirectory(), L"zuserve.exe"), all);
+  addressOf(process.readLine(30'000).value_or(""));
+  EXPECT_TRUE(process.readUntil([](const std::string& line) {
+    return line ==
+           "zuserve: listens on 0.0.0.0: other machines can fetch and read everything; settings change from this "
+           "machine "
+           "only";
+  }));
+}
+
 TEST_F(ZuserveTest, EndsBadInputWithOneLineAndStatus2) {
   const std::vector<std::pair<std::vector<std::wstring>, std::string>> cases = {
       {{}, "zuserve: --site is required; see --help\n"},
@@ -130,6 +157,23 @@ TEST_F(ZuserveTest, EndsBadInputWithOneLineAndStatus2) {
     EXPECT_EQ(ended.error, error);
     EXPECT_EQ(ended.output, "");
   }
+  const std::vector<std::pair<std::vector<std::wstring>, std::string>> settings = {
+      {{L"--share", L"101"}, "--share: not a share of the users: \"101\"; from 0 to 100, with at most two decimals"},
+      {{L"--share", L"ten"}, "--share: not a share of the users: \"ten\"; from 0 to 100, with at most two decimals"},
+      {{L"--host-version", L"7.1"},
+       "--host-version: not a rule for host versions: \"7.1\"; >=, >, <=, < or = and a version, as in >=7.1, <8"},
+      {{L"--fault", L"stall"}, "--fault: stall needs a number of bytes, as in stall:65536"},
+      {{L"--bind", L"localhost"}, "--bind: not an IPv4 address: \"localhost\"; 0.0.0.0 for all of this machine"},
+  };
+  for (const auto& [added, error] : settings) {
+    std::vector<std::wstring> all = arguments();
+    all.insert(all.end(), added.begin(), added.end());
+    const Ended ended = runZuserve(all);
+    EXPECT_EQ(ended.status, 2u);
+    EXPECT_EQ(ended.error, "zuserve: " + error + "\n");
+    EXPECT_EQ(ended.output, "");
+  }
+  EXPECT_FALSE(directoryExists(authority())) << "made for nothing";
   const Ended missing = runZuserve({L"--site", tree.path(L"none"), L"--ca", authority()});
   EXPECT_EQ(missing.status, 2u);
   EXPECT_THAT(missing.error, StartsWith("zuserve: cannot read the directory " + toUtf8(tree.path(L"none")) + ": "));

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "zuserve/Fault.h"
+#include "zuserve/HostVersionRule.h"
+#include "zuserve/Offer.h"
+#include "zuserve/Share.h"
+
+namespace Json {
+class Value;
+}
+
+namespace zuvia::zuserve {
+
+// To whom the newest entry is offered, and what goes wrong on purpose.
+struct Settings {
+  Share share;
+  HostVersionRule hostVersion;
+  bool isPaused = false;
+  Fault fault;
+};
+
+// {"fault": "none", "hostVersion": ">=7.1", "paused": false, "share": 12.5}
+Json::Value settingsValue(const Settings& settings);
+
+// The settings with the members changed that are in the JSON text, an object of one or more of the four above.
+// Throws tools::Failure, which says what is wrong; nothing is changed then.
+Settings changedSettings(Settings settings, const std::string& json);
+
+// Settings that may be changed while they are in use. Any thread.
+class SharedSettings {
+ public:
+  explicit SharedSettings(Settings settings) : settings_(std::move(settings)) {}
+
+  Settings get() const;
+  // As changedSettings(); returns the settings as they are now.
+  Settings change(const std::string& json);
+
+ private:
+  mutable std::mutex mutex_;
+  Settings settings_;
+};
+
+// What a host is offered, and why it is that.
+struct Decision {
+  std::optional<UpdateEntry> entry;
+  std::string reason;
+};
+
+// uid and hostVersion: as the host sent them.
+Decision decide(const Settings& settings, const Offer& offer, const std::string& uid, const std::string& hostVersion);
+
+}  // namespace zuvia::zuserve

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zuvia::zuserve {
+
+// A part of all users, chosen by their ids: the same id is always in or out, and a larger share holds everyone whom a
+// smaller one holds. The choice is that of nginx's split_clients, so that a rollout reaches the same users there.
+class Share {
+ public:
+  // Everybody.
+  Share() = default;
+
+  // From 0 to 100, with at most two decimals: "12.5". Throws tools::Failure, which says what is wrong.
+  static Share parse(std::string_view percent);
+  static Share ofPercent(double percent);
+
+  // uid: the id as the host sends it, of any form.
+  bool includes(std::string_view uid) const;
+
+  bool isEverybody() const { return hundredths_ == kEverybody; }
+  double percent() const { return hundredths_ / 100.0; }
+  std::string text() const;  // "12.5"
+
+ private:
+  static constexpr std::uint32_t kEverybody = 10'000;
+
+  explicit Share(std::uint32_t hundredths) : hundredths_(hundredths) {}
+
+  std::uint32_t hundredths_ = kEverybody;  // of a percent
+};
+
+}  // namespace zuvia::zuserve
