@@ -6,7 +6,6 @@
 #include <array>
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace hxutility {
 namespace {
@@ -69,17 +68,20 @@ uint64_t claimedSize(archive_entry* entry) {
   return static_cast<uint64_t>(archive_entry_size(entry));
 }
 
-// Reads the content of the present entry. Empty when it is damaged or longer than maxBytes.
-std::optional<std::string> readContent(archive* reader, uint64_t maxBytes) {
+// Reads the content of the present entry, which is `size` bytes long. Empty when it is damaged or of another length.
+std::optional<std::string> readContent(archive* reader, uint64_t size) {
   std::string content;
-  std::vector<char> block(65536);
+  content.reserve(size);
   for (;;) {
-    const auto count = archive_read_data(reader, block.data(), block.size());
-    // Below 0 are warnings too: that is how a wrong checksum is reported.
-    if (count < 0) return std::nullopt;
-    if (count == 0) return content;
-    if (content.size() + static_cast<size_t>(count) > maxBytes) return std::nullopt;
-    content.append(block.data(), static_cast<size_t>(count));
+    const void* block = nullptr;
+    size_t count = 0;
+    la_int64_t offset = 0;
+    const int result = archive_read_data_block(reader, &block, &count, &offset);
+    if (result == ARCHIVE_EOF && content.size() == size) return content;
+    // Warnings too: that is how a wrong checksum is reported.
+    if (result != ARCHIVE_OK || static_cast<uint64_t>(offset) != content.size()) return std::nullopt;
+    if (count > size - content.size()) return std::nullopt;
+    content.append(static_cast<const char*>(block), count);
   }
 }
 
@@ -88,8 +90,8 @@ bool readFile(archive* reader, archive_entry* entry, uint64_t maxBytes, Files& f
   const wchar_t* name = archive_entry_pathname_w(entry);
   if (name == nullptr || *name == L'\0' || files.contains(name)) return false;
   if (!isFile(entry) || archive_entry_is_encrypted(entry) != 0 || claimedSize(entry) > maxBytes) return false;
-  auto content = readContent(reader, maxBytes);
-  if (!content || content->size() != claimedSize(entry)) return false;
+  auto content = readContent(reader, claimedSize(entry));
+  if (!content) return false;
   files.emplace(name, std::move(*content));
   return true;
 }

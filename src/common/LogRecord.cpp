@@ -5,9 +5,6 @@
 #include <limits>
 #include <new>
 
-#include <hxbase/Log.h>
-
-#include "common/ModuleName.h"
 #include "platform/Windows.h"
 
 namespace zuvia {
@@ -28,22 +25,8 @@ LogRecord& appendNumber(LogRecord& record, Number number) {
 
 }  // namespace
 
-LogRecord::LogRecord(const char* className, uint16_t level, const char* sourceFile, uint16_t line,
-                     const char* functionName, LogSink* sink)
-    : className_(className),
-      level_(level),
-      sourceFile_(sourceFile),
-      line_(line),
-      functionName_(functionName),
-      enabled_(IsLogLevelEnabled(level)),
-      sink_(sink) {
-  inline_[0] = L'\0';
-}
-
-LogRecord::~LogRecord() {
-  if (sink_ == nullptr) {
-    DoLog2(level_, className_, sourceFile_, line_, functionName_, message_, moduleName());
-  } else if (sink_->isEnabled(level_)) {
+void LogRecord::writeToSink() const {
+  if (sink_->isEnabled(level_)) {
     sink_->write(level_, className_, sourceFile_, line_, functionName_, message_, moduleName());
   }
 }

@@ -8,6 +8,10 @@
 #include <string>
 #include <string_view>
 
+#include <hxbase/Log.h>
+
+#include "common/ModuleName.h"
+
 namespace zuvia {
 
 // The level of every line of this module. What it means is the host logger's matter.
@@ -40,10 +44,25 @@ class LogRecord {
  public:
   // The texts are narrow and must outlive the record. sink: see LogSink; null for the host's logger.
   LogRecord(const char* className, uint16_t level, const char* sourceFile, uint16_t line, const char* functionName,
-            LogSink* sink = nullptr);
+            LogSink* sink = nullptr)
+      : className_(className),
+        level_(level),
+        sourceFile_(sourceFile),
+        line_(line),
+        functionName_(functionName),
+        enabled_(IsLogLevelEnabled(level)),
+        sink_(sink) {
+    inline_[0] = L'\0';
+  }
   LogRecord(const LogRecord&) = delete;
   LogRecord& operator=(const LogRecord&) = delete;
-  ~LogRecord();
+  ~LogRecord() {
+    if (sink_ == nullptr) {
+      DoLog2(level_, className_, sourceFile_, line_, functionName_, message_, moduleName());
+    } else {
+      writeToSink();
+    }
+  }
 
   // Narrow text, read in the system's ANSI code page.
   LogRecord& append(std::string_view text);
@@ -53,20 +72,24 @@ class LogRecord {
   LogRecord& append(int32_t number);
   LogRecord& append(int64_t number);
 
-  LogRecord& operator<<(std::string_view text) { return append(text); }
-  LogRecord& operator<<(std::wstring_view text) { return append(text); }
-  LogRecord& operator<<(const char* text) { return append(std::string_view(text)); }
-  LogRecord& operator<<(const wchar_t* text) { return append(std::wstring_view(text)); }
-  LogRecord& operator<<(const std::string& text) { return append(std::string_view(text)); }
-  LogRecord& operator<<(const std::wstring& text) { return append(std::wstring_view(text)); }
+  // A terminated text is not even measured when the level is disabled.
+  LogRecord& operator<<(std::string_view text) { return enabled_ ? append(text) : *this; }
+  LogRecord& operator<<(std::wstring_view text) { return enabled_ ? append(text) : *this; }
+  LogRecord& operator<<(const char* text) { return enabled_ ? append(std::string_view(text)) : *this; }
+  LogRecord& operator<<(const wchar_t* text) { return enabled_ ? append(std::wstring_view(text)) : *this; }
+  LogRecord& operator<<(const std::string& text) { return *this << std::string_view(text); }
+  LogRecord& operator<<(const std::wstring& text) { return *this << std::wstring_view(text); }
 
   // "true" or "false".
-  LogRecord& operator<<(bool value) { return append(std::string_view(value ? "true" : "false")); }
+  LogRecord& operator<<(bool value) { return *this << std::string_view(value ? "true" : "false"); }
 
   // A number. Whatever int32_t does not hold goes as 64 bits: error codes and other DWORDs come out
   // unsigned, a uint64_t above the signed maximum comes out negative.
   template <LogNumber Number>
   LogRecord& operator<<(Number number) {
+    if (!enabled_) {
+      return *this;
+    }
     if constexpr (std::signed_integral<Number> && sizeof(Number) <= sizeof(int32_t)) {
       return append(static_cast<int32_t>(number));
     } else {
@@ -82,6 +105,8 @@ class LogRecord {
 
  private:
   static constexpr uint32_t kInlineSize = 512;
+
+  void writeToSink() const;
 
   // Makes room for `more` further characters. False when there is no memory for them.
   bool reserve(size_t more);

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstring>
 
+#include "common/ModuleNameLookup.h"
+
 namespace zuvia {
 
 namespace {

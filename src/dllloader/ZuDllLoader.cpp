@@ -2,9 +2,9 @@
 
 namespace zuvia {
 
-std::string ZuDllLoader::versionString() {
+const std::string& ZuDllLoader::versionString() {
   if (!module_) {
-    return {};
+    return noVersion_;
   }
   if (versionText_.empty()) {
     versionText_ = candidateVersionString(current_);

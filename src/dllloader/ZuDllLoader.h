@@ -37,8 +37,9 @@ class ZuDllLoader {
   const std::vector<DllCandidate>& candidates() const { return candidates_; }
 
   // The version of the loaded module, four numbers and three; "" while none is loaded. The first is
-  // kept from the first time it is asked for and does not follow a later load.
-  std::string versionString();
+  // kept from the first time it is asked for and does not follow a later load; the reference is good
+  // for as long as this object.
+  const std::string& versionString();
   std::string shortVersionString() const;
 
   // ---- Discovery
@@ -95,6 +96,7 @@ class ZuDllLoader {
   bool loaded_ = false;
   ModuleHandle module_;
   std::string versionText_;
+  const std::string noVersion_;
   std::vector<DllCandidate> candidates_;
   DllCandidate current_;
 };

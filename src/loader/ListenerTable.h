@@ -1,9 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <mutex>
+#include <vector>
 
 #include <zuvia/IWxMonitor.h>
 
@@ -21,11 +20,24 @@ class ListenerTable {
 
   // Calls every listener, as of now, in ascending order of ids, and `called` after each. What a
   // listener throws ends the round and passes on; an empty one throws std::bad_function_call.
-  void notify(const char* name, const char* data, const std::function<void()>& called);
+  template <typename Called>
+  void notify(const char* name, const char* data, Called called) {
+    for (const Entry& entry : copies()) {
+      entry.listener(name, data);
+      called();
+    }
+  }
 
  private:
-  std::mutex listenersMutex_;  // guards listeners_, never held while a listener runs
-  std::map<uint64_t, Listener> listeners_;
+  struct Entry {
+    uint64_t id;
+    Listener listener;
+  };
+
+  std::vector<Entry> copies();
+
+  std::mutex listenersMutex_;     // guards listeners_, never held while a listener runs
+  std::vector<Entry> listeners_;  // in ascending order of ids
 };
 
 }  // namespace zuvia

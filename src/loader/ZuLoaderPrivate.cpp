@@ -60,14 +60,6 @@ void ZuLoaderPrivate::onUnload() {
   dllLoader_.unload();
 }
 
-const char* ZuLoaderPrivate::getVersion() {
-  resultText_.clear();
-  if (dllLoader_.isLoaded()) {
-    resultText_ = dllLoader_.versionString();
-  }
-  return resultText_.c_str();
-}
-
 bool ZuLoaderPrivate::monitorRelay1(void* first, void* second, void* third) {
   return implMonitor_ != nullptr && implMonitor_->monitorRelay1(first, second, third);
 }
@@ -79,16 +71,15 @@ void ZuLoaderPrivate::monitorRelay2(void* first, void* second, void* third) {
 }
 
 const char* ZuLoaderPrivate::sendCommand(const char* cmd, const char* data) {
-  resultText_ = "0";
   const std::string_view command = cmd == nullptr ? std::string_view() : cmd;
   if (command.empty()) {
-    return resultText_.c_str();
-  }
-  if (command == kIsLoadedCommand) {
+    resultText_ = "0";
+  } else if (command == kIsLoadedCommand) {
     resultText_ = dllLoader_.isLoaded() ? "1" : "2";
   } else if (command == kGetVersionCommand) {
-    getVersion();
+    resultText_ = getVersion();
   } else if (command == kSetHostInfoCommand) {
+    resultText_ = "0";
     setHostInfo(data);
   } else {
     resultText_ = implMonitor_ == nullptr ? "" : implMonitor_->sendCommand(cmd, data);

@@ -31,7 +31,8 @@ class ZuLoaderPrivate {
   void onUnload();
 
   bool isLoaded() const { return dllLoader_.isLoaded(); }
-  const char* getVersion();
+  // The loader's own text, which lives longer than a caller may count on: no copy.
+  const char* getVersion() { return dllLoader_.versionString().c_str(); }
 
   bool monitorRelay1(void* first, void* second, void* third);
   void monitorRelay2(void* first, void* second, void* third);
@@ -52,7 +53,7 @@ class ZuLoaderPrivate {
   void startUpdater(const HostInfoText& info);
 
   [[maybe_unused]] ZuLoader* owner_;  // not used for any call
-  std::string resultText_ = "0";      // what getVersion and sendCommand returned last
+  std::string resultText_ = "0";      // what sendCommand returned last
   IPluginEntryPoint* implEntry_ = nullptr;
   IWxMonitor* implMonitor_ = nullptr;
   uint64_t implListenerId_ = 0;

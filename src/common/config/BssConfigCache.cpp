@@ -83,11 +83,11 @@ void BssConfig::StoreToCache(const CacheKey& key, const std::string& response) {
   const std::lock_guard lock(cache.mutex);
   const int64_t now = systemTicks();
   cache.table.insert_or_assign(key, CacheEntry{response, now});
-  const Json::Value document = cacheDocument(cache.table);
   if ((now - cache.lastWriteTicks) / kTicksPerSecond < kWriteIntervalSeconds) {
     CONFIG_LOG("StoreToCache") << "Stored cache too fastest, just ignore! ";
     return;
   }
+  const Json::Value document = cacheDocument(cache.table);
   cache.lastWriteTicks = now;
   std::ofstream file(std::filesystem::path(cachePath_), std::ios::trunc);
   if (!file.is_open()) {

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "common/ModuleNameLookup.h"
+
 namespace zuvia {
 namespace {
 
