@@ -138,7 +138,7 @@ HandleCount HostProcess::handles() {
 MemoryCount HostProcess::memory() {
   std::istringstream text(ask("memory"));
   MemoryCount memory;
-  text >> memory.heapBlocks >> memory.heapBytes >> memory.privateBytes >> memory.workingSet;
+  text >> memory.heapBlocks >> memory.heapBytes >> memory.privateBytes >> memory.workingSet >> memory.peakWorkingSet;
   return memory;
 }
 

@@ -36,6 +36,7 @@ MemoryCount countMemory() {
   for (DWORD i = 0; i < number; ++i) addHeap(heaps[i], count);
   count.privateBytes = std::max(counters.PrivateUsage, counters.PagefileUsage);
   count.workingSet = counters.WorkingSetSize;
+  count.peakWorkingSet = counters.PeakWorkingSetSize;
   return count;
 }
 

@@ -215,7 +215,8 @@ class Host {
   static std::string memory() {
     const MemoryCount count = countMemory();
     std::ostringstream text;
-    text << count.heapBlocks << ' ' << count.heapBytes << ' ' << count.privateBytes << ' ' << count.workingSet;
+    text << count.heapBlocks << ' ' << count.heapBytes << ' ' << count.privateBytes << ' ' << count.workingSet << ' '
+         << count.peakWorkingSet;
     return text.str();
   }
 
