@@ -54,7 +54,6 @@ LoadedPlugin::LoadedPlugin(const InstalledPlugin& installed)
 
 LoadedPlugin::~LoadedPlugin() {
   entry_->onUnload();
-  delete entry_;
 }
 
 }  // namespace zuvia::bench

@@ -58,7 +58,7 @@ class InstalledPlugin {
   CreateFunction* create_;
 };
 
-// A plugin object that has loaded what its tree holds.
+// The plugin object, which has loaded what its tree holds, until it goes: then it unloads, and stays.
 class LoadedPlugin {
  public:
   explicit LoadedPlugin(const InstalledPlugin& installed);

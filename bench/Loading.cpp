@@ -45,10 +45,11 @@ void walk(const std::wstring& directory, std::vector<std::wstring>& modules) {
 }
 
 uint64_t versionOf(const std::wstring& module) {
-  std::vector<std::byte> resource(GetFileVersionInfoSizeW(module.c_str(), nullptr));
+  const DWORD size = GetFileVersionInfoSizeW(module.c_str(), nullptr);
+  std::vector<std::byte> resource(size + 64);  // Wine writes a mark behind some
   void* found = nullptr;
   UINT length = 0;
-  if (!GetFileVersionInfoW(module.c_str(), 0, static_cast<DWORD>(resource.size()), resource.data()) ||
+  if (!GetFileVersionInfoW(module.c_str(), 0, size, resource.data()) ||
       !VerQueryValueW(resource.data(), L"\\", &found, &length)) {
     throw std::runtime_error("A module has no version");
   }

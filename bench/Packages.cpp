@@ -16,6 +16,9 @@
 namespace zuvia::bench {
 namespace {
 
+// A companion of an implementation is a library of some size.
+constexpr std::size_t kSmallest = 1u << 20;
+
 // In alphabetical order.
 std::set<std::filesystem::path> systemLibraries() {
   std::array<wchar_t, MAX_PATH> directory{};
@@ -36,7 +39,7 @@ Package make(std::size_t wanted) {
   for (const std::filesystem::path& file : systemLibraries()) {
     if (package.content >= wanted) break;
     std::string library = test::readFile(file.wstring());
-    if (library.size() < 65536 || package.content + library.size() > wanted + (1u << 20)) continue;
+    if (library.size() < kSmallest || package.content + library.size() > wanted + (1u << 20)) continue;
     package.content += library.size();
     builder.add(file.filename().wstring(), std::move(library));
   }
