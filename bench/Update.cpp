@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
@@ -259,7 +260,27 @@ void measureHostThread(const Settings& settings, const InstalledPlugin& installe
   rows.push_back(unload.row(name + "onUnload during an update", "it waits for the update"));
 }
 
-// What setHostInfo does on the host's thread, each by itself.
+// The clean-up pass: what setHostInfo takes when there are versions to remove, against what it takes when there are
+// none.
+void measureCleanUp(const Settings& settings, const InstalledPlugin& installed, Rows& rows) {
+  const std::string name = "on the host thread: setHostInfo that removes 10 versions";
+  if (!settings.wants(name)) return;
+  const auto informing = [&installed](unsigned versions) -> Operation {
+    return [&installed, versions] {
+      for (unsigned i = 0; i < versions; ++i) {
+        installed.tree().addVersion(L"2.0.0." + std::to_wstring(30 + i), test::moduleFile(L"2.0.0.44"));
+      }
+      Updating update(installed);
+      const Stopwatch stopwatch;
+      update.inform();
+      return stopwatch.milliseconds();
+    };
+  };
+  const Medians took = compare(settings.repetitions, informing(10), informing(0));
+  rows.push_back({name, took.ours, took.yardstick, "ms", {}, "the system removes files and directories"});
+}
+
+// What else setHostInfo does on the host's thread, each by itself.
 void measureHostSteps(const Settings& settings, Rows& rows) {
   const std::string name = "on the host thread: ";
   if (!settings.wants(name)) return;
@@ -281,8 +302,9 @@ void measureHostSteps(const Settings& settings, Rows& rows) {
 
 void measureUpdate(const Settings& settings, Rows& rows) {
   const SilentLog silent;
-  const std::string names = "whole update, 50 MiB unpacked";
-  if (settings.wants(names) || settings.wants("host thread, processor against wall time: ")) {
+  const auto wanted = {"whole update, 50 MiB unpacked", "host thread, processor against wall time: ",
+                       "on the host thread: setHostInfo that removes 10 versions"};
+  if (std::ranges::any_of(wanted, settings.wants)) {
     const InstalledPlugin installed;
     installed.tree().addVersion(L"2.0.0.45", benchModule());
     Service service(packageOf(50 * kMebibyte));
@@ -290,6 +312,7 @@ void measureUpdate(const Settings& settings, Rows& rows) {
                                                              {"localhost", 18443, service.server.port()}});
     measureWhole(settings, installed, service, rows);
     measureHostThread(settings, installed, rows);
+    measureCleanUp(settings, installed, rows);
   }
   measureHostSteps(settings, rows);
   measureMemory(settings, rows);
