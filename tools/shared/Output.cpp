@@ -24,18 +24,28 @@ void writeToFile(HANDLE file, std::string_view text) {
   }
 }
 
+HANDLE handleOf(Stream stream) {
+  return GetStdHandle(stream == Stream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
 }  // namespace
 
 void writeLine(Stream stream, std::string_view text) {
-  const std::string line = std::string(text) + "\n";
-  HANDLE handle = GetStdHandle(stream == Stream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
-  DWORD consoleMode = 0;
+  writeText(stream, std::string(text) + "\n");
+}
+
+void writeText(Stream stream, std::string_view text) {
   const std::lock_guard lock(outputMutex);
-  if (GetConsoleMode(handle, &consoleMode) != FALSE) {
-    writeToConsole(handle, line);
+  if (isConsole(stream)) {
+    writeToConsole(handleOf(stream), text);
   } else {
-    writeToFile(handle, line);
+    writeToFile(handleOf(stream), text);
   }
+}
+
+bool isConsole(Stream stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(handleOf(stream), &mode) != FALSE;
 }
 
 }  // namespace zuvia::tools

@@ -11,4 +11,10 @@ enum class Stream { Output, Error };
 // from outside through printable(). A stream that takes nothing is not an error.
 void writeLine(Stream stream, std::string_view text);
 
+// The same without a line end.
+void writeText(Stream stream, std::string_view text);
+
+// Whether somebody reads the stream on a console. Not so when it leads to a file, a pipe or nowhere.
+bool isConsole(Stream stream);
+
 }  // namespace zuvia::tools
