@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <memory>
+#include <string>
 
 #include <archive.h>
 #include <archive_entry.h>
@@ -54,7 +55,25 @@ void writeHeader(const Writer& writer, const PackageFile& file, std::uintmax_t s
   require(writer, archive_write_header(writer.get(), entry.get()), tools::quoted(file.name));
 }
 
-void writeContent(const Writer& writer, const PackageFile& file, std::uintmax_t size) {
+// Tells how far all files together are.
+class Meter {
+ public:
+  Meter(const std::vector<PackageFile>& files, const Progress& progress) : progress_(progress) {
+    for (const PackageFile& file : files) total_ += std::filesystem::file_size(file.file);
+  }
+
+  void add(std::uint64_t bytes) {
+    done_ += bytes;
+    if (progress_) progress_(done_, total_);
+  }
+
+ private:
+  const Progress& progress_;
+  std::uint64_t done_ = 0;
+  std::uint64_t total_ = 0;
+};
+
+void writeContent(const Writer& writer, const PackageFile& file, std::uintmax_t size, Meter& meter) {
   std::ifstream input(file.file, std::ios::binary);
   std::vector<char> chunk(kChunkBytes);
   std::uintmax_t total = 0;
@@ -63,18 +82,21 @@ void writeContent(const Writer& writer, const PackageFile& file, std::uintmax_t 
     const la_ssize_t written = archive_write_data(writer.get(), chunk.data(), count);
     require(writer, static_cast<int>(written), tools::quoted(file.name));
     total += count;
+    meter.add(count);
   }
   if (!input.eof() || total != size) throw Failure("cannot read " + tools::pathText(file.file));
 }
 
 }  // namespace
 
-void writeArchive(const std::filesystem::path& archive, const std::vector<PackageFile>& files) {
+void writeArchive(const std::filesystem::path& archive, const std::vector<PackageFile>& files,
+                  const Progress& progress) {
+  Meter meter(files, progress);
   const Writer writer = openArchive(archive);
   for (const PackageFile& file : files) {
     const std::uintmax_t size = std::filesystem::file_size(file.file);
     writeHeader(writer, file, size);
-    writeContent(writer, file, size);
+    writeContent(writer, file, size, meter);
   }
   require(writer, archive_write_close(writer.get()), tools::pathText(archive));
 }

@@ -1,20 +1,19 @@
 #include "zupack/Pack.h"
 
 #include <algorithm>
-#include <string_view>
+#include <optional>
 
 #include "common/VersionText.h"
-#include "platform/Directories.h"
 #include "platform/Windows.h"
 #include "shared/CommandLine.h"
 #include "shared/EntryText.h"
 #include "shared/PendingFile.h"
-#include "shared/SystemError.h"
 #include "shared/Utf8.h"
-#include "updater/ZuDllUpdater.h"
-#include "zupack/ArchiveWriter.h"
+#include "zupack/BaseUrl.h"
+#include "zupack/Files.h"
+#include "zupack/Loading.h"
 #include "zupack/PackageContent.h"
-#include "zupack/ProductLog.h"
+#include "zupack/UnpackedPackage.h"
 #include "zupack/Verify.h"
 
 namespace zuvia::zupack {
@@ -22,65 +21,43 @@ namespace {
 
 using tools::Failure;
 
-constexpr std::string_view kScheme = "https://";
-
-// Letters that need no escaping, and none that would end the path of a URL before the file's name.
-bool isUrlCharacter(char character) {
-  constexpr std::string_view kMarks = "-._~:/[]@!$&'()*+,;=%";
-  const bool isAlphanumeric = (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
-                              (character >= 'a' && character <= 'z');
-  return isAlphanumeric || kMarks.find(character) != std::string_view::npos;
-}
-
-void checkBaseUrl(std::string_view url) {
-  if (!url.starts_with(kScheme)) throw Failure("--url must begin with https://, but is " + tools::quoted(url));
-  const std::string_view rest = url.substr(kScheme.size());
-  if (rest.empty() || rest.front() == '/') throw Failure("--url names no host: " + tools::quoted(url));
-  if (!std::ranges::all_of(rest, isUrlCharacter)) {
-    throw Failure("--url must be plain ASCII without blanks, query or fragment, but is " + tools::quoted(url));
-  }
-}
-
-std::string joinUrl(const std::string& base, const std::string& name) {
-  return base + (base.ends_with('/') ? "" : "/") + name;
-}
-
-std::string versionOf(const std::filesystem::path& module) {
-  ProductLog log;
-  DllCandidate version;
-  if (!isFile(module.wstring())) throw Failure("not a file: " + tools::pathText(module));
-  if (!ZuDllUpdater::getDllVersion(module.wstring(), version)) {
-    throw Failure(log.takeFirst().value_or("no version in " + tools::pathText(module)));
-  }
-  return candidateVersionString(version);
-}
-
-std::string digestOf(const std::filesystem::path& file) {
-  ProductLog log;
-  std::string digest = ZuDllUpdater::getFileMD5(file.wstring());
-  if (digest.empty()) throw Failure(log.takeFirst().value_or("cannot read " + tools::pathText(file)));
-  return digest;
-}
-
+// The module, then its companions in an order that is always the same.
 std::vector<PackageFile> contentOf(const PackOptions& options) {
   std::vector<PackageFile> files{{kModuleName, options.module}};
   for (const std::string& addition : options.additions) files.push_back(parseAddition(addition));
   checkContent(files);
+  std::sort(files.begin() + 1, files.end(), [](const auto& left, const auto& right) { return left.name < right.name; });
   return files;
 }
 
-void makeDirectory(const std::filesystem::path& directory) {
-  const int code = createDirectories(std::filesystem::absolute(directory).wstring());
-  if (isDirectory(directory.wstring())) return;
-  throw Failure("cannot make the directory " + tools::pathText(directory) + ": " +
-                tools::systemErrorText(static_cast<std::uint32_t>(code)));
+// What will lie beside the module.
+Neighbours neighboursAmong(const std::vector<PackageFile>& files) {
+  return [&files](const std::string& name) -> std::optional<std::filesystem::path> {
+    const auto found = std::ranges::find(files, lowerCase(name), [](const auto& file) { return lowerCase(file.name); });
+    if (found == files.end()) return std::nullopt;
+    return found->file;
+  };
 }
 
-void removeFile(const std::filesystem::path& file) {
-  if (DeleteFileW(file.c_str()) != FALSE) return;
-  const DWORD error = GetLastError();
-  if (error == ERROR_FILE_NOT_FOUND) return;
-  throw Failure("cannot replace " + tools::pathText(file) + ": " + tools::systemErrorText(error));
+std::string versionOf(const PackOptions& options, const LoadingCheck& check) {
+  if (check.version) return *check.version;
+  DllCandidate version;
+  if (options.version.empty())
+    throw Failure("no version resource in " + tools::pathText(options.module) + "; with --force, --as names a version");
+  if (!parseUpdateVersion(options.version, version)) {
+    throw Failure("--as must be 3 or 4 numbers of at most 65535 joined by dots, but is " +
+                  tools::quoted(options.version));
+  }
+  return options.version;
+}
+
+// What hosts would have against the finished package. Never more than the module's version when the content was
+// checked.
+void requireAcceptable(const std::filesystem::path& package, const PackOptions& options, PackResult& result) {
+  const auto fault = verifyEntry(package, result.entry);
+  if (!fault) return;
+  if (!options.force) throw Failure("hosts would refuse it: " + *fault);
+  result.overridden.push_back(*fault);
 }
 
 // The old entry goes before its package changes, the new one comes when its package is there.
@@ -94,15 +71,21 @@ void publish(tools::PendingFile& package, const PackResult& result) {
 
 PackResult pack(const PackOptions& options) {
   checkBaseUrl(options.baseUrl);
-  const std::string version = versionOf(options.module);
+  requireFile(options.module);
   const std::vector<PackageFile> files = contentOf(options);
+  LoadingCheck check = checkLoading(options.module, {neighboursAmong(files), options.hostLibraries});
+  if (!options.force) requireLoadable(tools::pathText(options.module), check.faults);
+  const std::string version = versionOf(options, check);
   const std::string packageName = "zuimpl-" + version + ".7z";
-  PackResult result{options.directory / packageName, options.directory / ("zuimpl-" + version + ".json"), {}};
+  PackResult result{options.directory / packageName,
+                    options.directory / ("zuimpl-" + version + ".json"),
+                    {},
+                    std::move(check.faults)};
   makeDirectory(options.directory);
   tools::PendingFile package(result.package);
-  writeArchive(package.path(), files);
+  writeArchive(package.path(), files, options.progress);
   result.entry = {version, digestOf(package.path()), digestOf(options.module), joinUrl(options.baseUrl, packageName)};
-  if (const auto fault = verifyEntry(package.path(), result.entry)) throw Failure("hosts would refuse it: " + *fault);
+  requireAcceptable(package.path(), options, result);
   publish(package, result);
   return result;
 }

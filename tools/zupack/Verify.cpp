@@ -10,6 +10,7 @@
 #include "shared/PendingFile.h"
 #include "shared/Utf8.h"
 #include "updater/ZuDllUpdater.h"
+#include "zupack/Files.h"
 #include "zupack/PackageContent.h"
 #include "zupack/ProductLog.h"
 #include "zupack/TemporaryDirectory.h"
@@ -101,11 +102,6 @@ constexpr Check kChecks[] = {
 
 void pass(const CheckReport& passed, const char* name) {
   if (passed) passed(name);
-}
-
-void requireFile(const std::filesystem::path& file) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error)) throw tools::Failure("not a file: " + tools::pathText(file));
 }
 
 }  // namespace

@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
+#include <algorithm>
+#include <chrono>
 
 #include "../TemporaryTree.h"
 #include "SampleModule.h"
@@ -11,8 +12,11 @@
 #include "shared/CommandLine.h"
 #include "shared/EntryText.h"
 #include "shared/Utf8.h"
+#include "support/Clock.h"
 #include "support/Digest.h"
+#include "support/InstallTree.h"
 #include "updater/ZuDllUpdater.h"
+#include "zupack/Verify.h"
 
 namespace zuvia::zupack {
 namespace {
@@ -25,11 +29,11 @@ PackOptions optionsFor(const TemporaryTree& tree) {
   return {test::sampleModule(), {}, "https://localhost:18443/packages", tree.path(L"out")};
 }
 
-std::string failureOf(const PackOptions& options) {
+std::string failureOf(const PackOptions& options, int status = tools::kBadInput) {
   try {
     pack(options);
   } catch (const tools::Failure& failure) {
-    EXPECT_EQ(failure.status(), tools::kBadInput);
+    EXPECT_EQ(failure.status(), status);
     return failure.what();
   }
   return "";
@@ -73,10 +77,108 @@ TEST(Pack, PutsAModuleOfAnyNameAtTheRootAsZuimpl) {
   EXPECT_TRUE(test::fileExists(tree.path(L"unpacked\\zuimpl.dll")));
 }
 
-TEST(Pack, GivesTheSameBytesForTheSameFiles) {
+void setTimes(const std::wstring& file, test::Clock::Ticks time) {
+  const FileHandle handle(
+      CreateFileW(file.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const FILETIME value{static_cast<DWORD>(time.count()), static_cast<DWORD>(time.count() >> 32)};
+  EXPECT_NE(SetFileTime(handle.get(), &value, &value, &value), FALSE) << GetLastError();
+}
+
+// Packs the sample with two companions, which lie in this tree and are as old as told.
+std::string packedIn(const TemporaryTree& tree, const std::vector<std::wstring>& companions, test::Clock::Ticks age) {
+  PackOptions options = optionsFor(tree);
+  options.module = tree.path(L"module.dll");
+  test::copyFile(test::sampleModule(), options.module.wstring());
+  const test::Clock now(GetModuleHandleW(nullptr));
+  setTimes(options.module.wstring(), now.now() - age);
+  for (const std::wstring& name : companions) {
+    test::writeFile(tree.path(name), "content of " + tools::toUtf8(name));
+    setTimes(tree.path(name), now.now() - 2 * age);
+    options.additions.push_back("sub/" + tools::toUtf8(name) + "=" + tools::toUtf8(tree.path(name)));
+  }
+  return test::readFile(pack(options).package.wstring());
+}
+
+TEST(Pack, GivesTheSameBytesForTheSameFilesAtAnotherTimeAndPlaceAndInAnotherOrder) {
+  const TemporaryTree here;
+  const std::string first = packedIn(here, {L"a.txt", L"B.txt"}, std::chrono::hours(1));
+  const TemporaryTree there;
+  test::Clock clock(GetModuleHandleW(nullptr));
+  clock.advance(std::chrono::hours(24 * 400));
+  EXPECT_EQ(packedIn(there, {L"B.txt", L"a.txt"}, std::chrono::hours(5000)), first);
+}
+
+TEST(Pack, GivesOtherBytesForOtherFiles) {
+  const TemporaryTree here;
+  const TemporaryTree there;
+  EXPECT_NE(packedIn(here, {L"a.txt"}, {}), packedIn(there, {L"b.txt"}, {}));
+}
+
+TEST(Pack, TellsHowFarItIs) {
   const TemporaryTree tree;
-  const std::string first = test::readFile(pack(optionsFor(tree)).package.wstring());
-  EXPECT_EQ(test::readFile(pack(optionsFor(tree)).package.wstring()), first);
+  PackOptions options = optionsFor(tree);
+  std::vector<std::uint64_t> steps;
+  std::uint64_t whole = 0;
+  options.progress = [&](std::uint64_t done, std::uint64_t total) {
+    steps.push_back(done);
+    whole = total;
+  };
+  pack(options);
+  EXPECT_EQ(whole, test::readFile(test::sampleModule()).size());
+  EXPECT_TRUE(std::ranges::is_sorted(steps));
+  EXPECT_EQ(steps.back(), whole);
+}
+
+TEST(Pack, RefusesWhatNoHostCouldLoad) {
+  const TemporaryTree tree;
+  PackOptions options = optionsFor(tree);
+  for (const auto& [name, fault] : {std::pair(L"missing-dependency", "zuimpl.dll needs zuabsent.dll, "),
+                                    std::pair(L"needs-companion", "zuimpl.dll needs zucompanion.dll, "),
+                                    std::pair(L"no-export", "it does not export createImpl; "),
+                                    std::pair(L"no-version", "it has no version resource, ")}) {
+    options.module = test::moduleFile(name);
+    EXPECT_THAT(failureOf(options, tools::kCheckFailed),
+                StartsWith("no host could load " + tools::pathText(options.module) + ": " + fault));
+  }
+  EXPECT_TRUE(test::listTree(tree.path()).empty()) << "nothing was written";
+}
+
+TEST(Pack, TakesWhatIsPackedBesideTheModuleOrBroughtByTheHost) {
+  const TemporaryTree tree;
+  PackOptions options = optionsFor(tree);
+  options.module = test::moduleFile(L"needs-companion");
+  options.additions = {tools::toUtf8(test::companionFile())};
+  EXPECT_THAT(pack(options).overridden, testing::IsEmpty());
+  options.additions = {"sub/zucompanion.dll=" + tools::toUtf8(test::companionFile())};
+  EXPECT_THAT(failureOf(options, tools::kCheckFailed), HasSubstr("zuimpl.dll needs zucompanion.dll, "));
+  options.hostLibraries = {"zucompanion.dll"};
+  EXPECT_EQ(failureOf(options), "");
+}
+
+TEST(Pack, PacksWhatIsForcedAndSaysWhatSpeaksAgainstIt) {
+  const TemporaryTree tree;
+  PackOptions options = optionsFor(tree);
+  options.module = test::moduleFile(L"missing-dependency");
+  options.force = true;
+  const PackResult result = pack(options);
+  EXPECT_EQ(result.entry.ver, "2.0.0.50");
+  EXPECT_THAT(result.overridden, testing::ElementsAre(StartsWith("zuimpl.dll needs zuabsent.dll, ")));
+  EXPECT_EQ(verifyEntry(result.package, result.entry), std::nullopt);
+}
+
+TEST(Pack, NamesTheVersionOfAForcedModuleThatHasNone) {
+  const TemporaryTree tree;
+  PackOptions options = optionsFor(tree);
+  options.module = test::moduleFile(L"no-version");
+  options.force = true;
+  EXPECT_THAT(failureOf(options), testing::EndsWith("; with --force, --as names a version"));
+  options.version = "2.0";
+  EXPECT_EQ(failureOf(options), "--as must be 3 or 4 numbers of at most 65535 joined by dots, but is \"2.0\"");
+  options.version = "2.0.0.60";
+  const PackResult result = pack(options);
+  EXPECT_EQ(result.package, tree.path(L"out\\zuimpl-2.0.0.60.7z"));
+  EXPECT_THAT(result.overridden,
+              testing::ElementsAre(StartsWith("it has no version resource, "), StartsWith("module version: ")));
 }
 
 TEST(Pack, ReplacesAnEarlierPackage) {
@@ -119,7 +221,9 @@ TEST(Pack, RefusesAModuleWithoutAVersion) {
   test::writeFile(tree.path(L"text.dll"), "text");
   PackOptions options = optionsFor(tree);
   options.module = tree.path(L"text.dll");
-  EXPECT_THAT(failureOf(options), StartsWith("Get dll version fail! No version resource, path: "));
+  EXPECT_EQ(failureOf(options, tools::kCheckFailed),
+            "no host could load " + tools::toUtf8(tree.path(L"text.dll")) +
+                ": it is no Windows program or library; name a DLL for Windows x64");
   options.module = tree.path(L"none.dll");
   EXPECT_EQ(failureOf(options), "not a file: " + tools::toUtf8(tree.path(L"none.dll")));
 }
