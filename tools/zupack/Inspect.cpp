@@ -22,6 +22,9 @@ class Report {
   void add(const std::string& label, const std::string& fact) const {
     say_(label + std::string(kLabelWidth - label.size(), ' ') + fact);
   }
+  void add(const std::string& label, const std::string& name, const std::string& fact) const {
+    add(label, name + ": " + fact);
+  }
 
  private:
   const Say& say_;
@@ -53,8 +56,8 @@ std::string functionCount(const ImportedLibrary& library) {
 void addImports(const Report& report, const std::string& label, const std::vector<ImportedLibrary>& libraries,
                 const Surroundings& surroundings) {
   for (const ImportedLibrary& library : libraries) {
-    report.add(label, library.name + ": " + providerText(surroundings.providerOf(library.name)) + ", " +
-                          functionCount(library));
+    report.add(label, library.name,
+               providerText(surroundings.providerOf(library.name)) + ", " + functionCount(library));
   }
 }
 
@@ -72,7 +75,7 @@ std::vector<std::string> inspectModule(const Report& report, const std::filesyst
                                        const Surroundings& surroundings) {
   LoadingCheck check = checkLoading(module, surroundings);
   if (check.version) report.add("version", *check.version);
-  for (const auto& [name, text] : versionStrings(module)) report.add("resource", name + ": " + text);
+  for (const auto& [name, text] : versionStrings(module)) report.add("resource", name, text);
   if (check.image) addImage(report, *check.image, surroundings);
   for (const std::string& fault : check.faults) report.add("fault", fault);
   return check.faults;
@@ -84,7 +87,7 @@ std::vector<std::string> inspectPackage(const Report& report, const std::filesys
   report.add("size", sizeAndDigest(package));
   const UnpackedPackage unpacked(package);
   for (const std::string& name : unpacked.names()) {
-    report.add("entry", name + ": " + sizeAndDigest(unpacked.pathOf(name)));
+    report.add("entry", name, sizeAndDigest(unpacked.pathOf(name)));
   }
   return inspectModule(report, unpacked.module(), {unpacked.neighbours(), hostLibraries});
 }
