@@ -60,6 +60,11 @@ void ZuLoaderPrivate::onUnload() {
   dllLoader_.unload();
 }
 
+const char* ZuLoaderPrivate::getVersion() {
+  resultText_ = dllLoader_.versionString();
+  return resultText_.c_str();
+}
+
 bool ZuLoaderPrivate::monitorRelay1(void* first, void* second, void* third) {
   return implMonitor_ != nullptr && implMonitor_->monitorRelay1(first, second, third);
 }
@@ -77,7 +82,7 @@ const char* ZuLoaderPrivate::sendCommand(const char* cmd, const char* data) {
   } else if (command == kIsLoadedCommand) {
     resultText_ = dllLoader_.isLoaded() ? "1" : "2";
   } else if (command == kGetVersionCommand) {
-    resultText_ = getVersion();
+    getVersion();
   } else if (command == kSetHostInfoCommand) {
     resultText_ = "0";
     setHostInfo(data);

@@ -31,8 +31,7 @@ class ZuLoaderPrivate {
   void onUnload();
 
   bool isLoaded() const { return dllLoader_.isLoaded(); }
-  // The loader's own text, which lives longer than a caller may count on: no copy.
-  const char* getVersion() { return dllLoader_.versionString().c_str(); }
+  const char* getVersion();
 
   bool monitorRelay1(void* first, void* second, void* third);
   void monitorRelay2(void* first, void* second, void* third);
@@ -53,7 +52,7 @@ class ZuLoaderPrivate {
   void startUpdater(const HostInfoText& info);
 
   [[maybe_unused]] ZuLoader* owner_;  // not used for any call
-  std::string resultText_ = "0";      // what sendCommand returned last
+  std::string resultText_ = "0";      // what getVersion and sendCommand returned last
   IPluginEntryPoint* implEntry_ = nullptr;
   IWxMonitor* implMonitor_ = nullptr;
   uint64_t implListenerId_ = 0;
