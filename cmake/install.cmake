@@ -2,7 +2,7 @@
 #   bin/      the plugin, the stand-ins, the tools
 #   include/  zuvia/, hxbase/, hxutility/
 #   lib/      import libraries of the stand-ins; cmake/zuvia/, the CMake package
-#   share/    zuvia/sample/, an implementation to start from; doc/zuvia/
+#   share/    zuvia/sample/ and zuvia/host/, an implementation and a host to start from; doc/zuvia/
 include(CMakePackageConfigHelpers)
 
 set(package lib/cmake/zuvia)
@@ -34,4 +34,7 @@ install(FILES
   DESTINATION ${package})
 
 install(DIRECTORY sample/implementation/ DESTINATION share/zuvia/sample)
-install(FILES docs/implementation-modules.md docs/zuhost.md docs/zupack.md docs/zuserve.md DESTINATION share/doc/zuvia)
+install(DIRECTORY sample/host/ DESTINATION share/zuvia/host)
+install(FILES docs/implementation-modules.md docs/integrating-a-host.md docs/publishing-updates.md docs/operating.md
+  docs/messages.md docs/security.md docs/zuhost.md docs/zupack.md docs/zuserve.md
+  CHANGELOG.md THIRD_PARTY_NOTICES.md DESTINATION share/doc/zuvia)
