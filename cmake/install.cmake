@@ -35,6 +35,6 @@ install(FILES
 
 install(DIRECTORY sample/implementation/ DESTINATION share/zuvia/sample)
 install(DIRECTORY sample/host/ DESTINATION share/zuvia/host)
-install(FILES docs/implementation-modules.md docs/integrating-a-host.md docs/publishing-updates.md docs/operating.md
-  docs/messages.md docs/security.md docs/zuhost.md docs/zupack.md docs/zuserve.md
-  CHANGELOG.md THIRD_PARTY_NOTICES.md DESTINATION share/doc/zuvia)
+install(FILES docs/integrating-a-host.md docs/implementation-modules.md docs/publishing-updates.md docs/operating.md
+  docs/building-on-windows.md docs/messages.md docs/reliability.md docs/security.md
+  docs/zuhost.md docs/zupack.md docs/zuserve.md THIRD_PARTY_NOTICES.md DESTINATION share/doc/zuvia)
