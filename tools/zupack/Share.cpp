@@ -19,18 +19,18 @@ bool isDigits(std::string_view text) {
 }  // namespace
 
 Share Share::parse(const std::string& percent) {
-  const tools::Failure failure("--share must be a percentage from 0 to 100 with at most two decimals, but is " +
-                               tools::quoted(percent));
+  const std::string refusal =
+      "--share must be a percentage from 0 to 100 with at most two decimals, but is " + tools::quoted(percent);
   const std::size_t point = percent.find('.');
   const std::string whole = percent.substr(0, point);
   std::string decimals = point == std::string::npos ? "0" : percent.substr(point + 1);
   if (!isDigits(whole) || !isDigits(decimals) || whole.size() > kMaxWholeDigits || decimals.size() > kDecimals) {
-    throw failure;
+    throw tools::Failure(refusal);
   }
   decimals.resize(kDecimals, '0');
   Share share;
   share.hundredths_ = std::stoi(whole + decimals);
-  if (share.hundredths_ > kEverybody) throw failure;
+  if (share.hundredths_ > kEverybody) throw tools::Failure(refusal);
   return share;
 }
 

@@ -169,7 +169,7 @@ std::string Layout::addAnswer(const std::optional<SitePackage>& package, const s
   if (package) entry = {package->ver, package->pmd5, package->dmd5, joinUrl(url, package->place())};
   const std::string text = tools::configurationAnswer(entry);
   const std::string digest = digestOfText(text);
-  const std::string name = package ? package->ver + '-' + digest + ".json" : kNoAnswer;
+  std::string name = package ? package->ver + '-' + digest + ".json" : kNoAnswer;
   const std::filesystem::path file = directory_ / kAnswers / name;
   if (hasDigest(file, digest)) return name;
   additions_.addDirectory(file.parent_path());
