@@ -23,8 +23,8 @@ function(zuvia_implementation_module target)
   set_target_properties(${target} PROPERTIES
     PREFIX "" OUTPUT_NAME zuimpl SUFFIX .dll LIBRARY_OUTPUT_DIRECTORY "${arg_OUTPUT_DIR}")
   if(MINGW)
-    # A module that marks nothing exports nothing, instead of everything.
-    target_link_options(${target} PRIVATE -Wl,--exclude-all-symbols)
+    # No host has the compiler's run-time libraries; a module that marks nothing exports nothing, instead of everything.
+    target_link_options(${target} PRIVATE -static -Wl,--exclude-all-symbols)
   endif()
   if(arg_VERSION)
     target_compile_definitions(${target} PRIVATE "ZUIMPL_VERSION=\"${arg_VERSION}\"")

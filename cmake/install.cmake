@@ -37,4 +37,4 @@ install(DIRECTORY sample/implementation/ DESTINATION share/zuvia/sample)
 install(DIRECTORY sample/host/ DESTINATION share/zuvia/host)
 install(FILES docs/integrating-a-host.md docs/implementation-modules.md docs/publishing-updates.md docs/operating.md
   docs/building-on-windows.md docs/messages.md docs/reliability.md docs/security.md
-  docs/zuhost.md docs/zupack.md docs/zuserve.md THIRD_PARTY_NOTICES.md DESTINATION share/doc/zuvia)
+  docs/zuhost.md docs/zupack.md docs/zuserve.md docs/zuserve-page.png THIRD_PARTY_NOTICES.md DESTINATION share/doc/zuvia)

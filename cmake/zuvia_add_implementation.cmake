@@ -36,10 +36,6 @@ function(zuvia_add_implementation name)
   zuvia_implementation_module(${name}
     VERSION "${arg_VERSION}" DESCRIPTION "${arg_DESCRIPTION}" PRODUCT "${PROJECT_NAME}"
     SOURCES ${arg_SOURCES} "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/createImpl.def")
-  if(MINGW)
-    # No host has the compiler's run-time libraries.
-    target_link_options(${name} PRIVATE -static)
-  endif()
   zuvia_add_package(${name})
 endfunction()
 

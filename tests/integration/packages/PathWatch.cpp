@@ -37,10 +37,6 @@ PathWatch::PathWatch(HMODULE module)
                 [this](auto* original, const wchar_t* from, const wchar_t* to, DWORD flags) {
                   return add(from), add(to), original(from, to, flags);
                 }),
-      moveFileNarrow_(module, "MoveFileExA",
-                      [this](auto* original, const char* from, const char* to, DWORD flags) {
-                        return add(from), add(to), original(from, to, flags);
-                      }),
       removeDirectory_(module, "RemoveDirectoryW",
                        [this](auto* original, const wchar_t* path) { return add(path), original(path); }),
       createDirectory_(module, "SHCreateDirectoryExW",
@@ -56,11 +52,9 @@ PathWatch::PathWatch(HMODULE module)
       openNarrow_(
           module, "fopen",
           [this](auto* original, const char* path, const char* mode) { return add(path), original(path, mode); }),
-      openLow_(module, "_open",
-               [this](auto* original, const char* path, int flags, int permissions) {
-                 return add(path), original(path, flags, permissions);
-               }),
-      unlink_(module, "_unlink", [this](auto* original, const char* path) { return add(path), original(path); }) {}
+      openLow_(module, "_open", [this](auto* original, const char* path, int flags, int permissions) {
+        return add(path), original(path, flags, permissions);
+      }) {}
 
 std::vector<std::wstring> PathWatch::paths() const {
   const std::lock_guard lock(mutex_);

@@ -37,14 +37,12 @@ class PathWatch {
   ImportHook<decltype(CreateFileW)> createFile_;
   ImportHook<decltype(DeleteFileW)> deleteFile_;
   ImportHook<decltype(MoveFileExW)> moveFile_;
-  ImportHook<decltype(MoveFileExA)> moveFileNarrow_;
   ImportHook<decltype(RemoveDirectoryW)> removeDirectory_;
   ImportHook<int(HWND, const wchar_t*, const SECURITY_ATTRIBUTES*)> createDirectory_;
   ImportHook<decltype(SetFileAttributesW)> setAttributes_;
   ImportHook<FILE*(const wchar_t*, const wchar_t*)> openWide_;
   ImportHook<FILE*(const char*, const char*)> openNarrow_;
   ImportHook<int(const char*, int, int)> openLow_;
-  ImportHook<int(const char*)> unlink_;
 };
 
 }  // namespace zuvia::test
