@@ -58,8 +58,8 @@ void runLinuxProgram(const std::wstring& path, const std::vector<std::wstring>& 
                       &process)) {
     throw std::runtime_error("Cannot start " + toUtf8(path) + ": error " + std::to_string(GetLastError()));
   }
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
+  // Wine makes no handles for a Linux program and leaves what was on its stack in their place: to close that would
+  // close something of this process, its output for one.
 }
 
 std::wstring linuxPath(const std::wstring& path) {
