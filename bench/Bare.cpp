@@ -59,7 +59,8 @@ void writeWhole(const std::wstring& path, const std::string& content) {
   require(handle != INVALID_HANDLE_VALUE, "a file cannot be made");
   const File file(handle);
   DWORD written = 0;
-  require(WriteFile(handle, content.data(), static_cast<DWORD>(content.size()), &written, nullptr),
+  require(WriteFile(handle, content.data(), static_cast<DWORD>(content.size()), &written, nullptr) &&
+              written == content.size(),
           "a file cannot be written");
 }
 
@@ -152,13 +153,15 @@ void bareUnpack(const std::wstring& package, const std::wstring& directory) {
               archive_read_open_memory(reader.get(), bytes.data(), bytes.size()) == ARCHIVE_OK,
           "the package cannot be opened");
   std::vector<std::pair<std::wstring, std::string>> files;
-  for (archive_entry* entry = nullptr; archive_read_next_header(reader.get(), &entry) == ARCHIVE_OK;) {
+  archive_entry* entry = nullptr;
+  int result = ARCHIVE_OK;
+  while ((result = archive_read_next_header(reader.get(), &entry)) == ARCHIVE_OK) {
     std::string content(static_cast<std::size_t>(archive_entry_size(entry)), '\0');
     require(archive_read_data(reader.get(), content.data(), content.size()) == static_cast<la_ssize_t>(content.size()),
             "an entry cannot be read");
     files.emplace_back(archive_entry_pathname_w(entry), std::move(content));
   }
-  require(!files.empty(), "the package is empty");
+  require(result == ARCHIVE_EOF && !files.empty(), "the package is empty or cannot be read");
   test::makeDirectories(directory);
   for (const auto& [name, content] : files) writeWhole(directory + L'\\' + name, content);
 }

@@ -16,8 +16,8 @@ void bareDownload(const std::string& url, const std::wstring& file);
 // One configuration request with the options that the client sets. Returns the answer.
 std::string bareRequest(const std::string& url, const std::string& body);
 
-// A 7z package, unpacked by libarchive: each entry whole into memory, then written with one call. The directories of
-// the entries are made. package: the file.
+// A 7z package of files without directories, unpacked by libarchive: each whole into memory, then written with one
+// call. package: the file.
 void bareUnpack(const std::wstring& package, const std::wstring& directory);
 
 // So many bytes that do not compress, the same each time.

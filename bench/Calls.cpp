@@ -8,6 +8,7 @@
 #include <cstring>
 #include <cwchar>
 #include <map>
+#include <optional>
 #include <stdexcept>
 
 #include "Allocations.h"
@@ -55,7 +56,8 @@ class Calls {
   explicit Calls(const Settings& settings) : settings_(settings) {}
 
   template <typename Ours, typename Yardstick>
-  void add(const std::string& name, double target, const char* limitedBy, Ours ours, Yardstick yardstick) {
+  void add(const std::string& name, std::optional<double> target, const char* limitedBy, Ours ours,
+           Yardstick yardstick) {
     if (!settings_.wants(name)) return;
     benchmark::RegisterBenchmark((name + kOurs).c_str(), ours);
     benchmark::RegisterBenchmark((name + kYardstick).c_str(), yardstick);
@@ -103,8 +105,15 @@ void addObject(Calls& calls, LoadedPlugin& plugin, IPluginEntryPoint& implementa
   const auto virtualCall = each([loader] { DoNotOptimize(loader->isLoaded()); });
   calls.add("isLoaded", 3, "the state is behind two pointers",
             each([&plugin] { DoNotOptimize(plugin.loader().isLoaded()); }), virtualCall);
-  calls.add("getVersion", 3, "the text is copied for the caller",
-            each([&plugin] { DoNotOptimize(plugin.loader().getVersion()); }), virtualCall);
+  const auto getVersion = each([&plugin] { DoNotOptimize(plugin.loader().getVersion()); });
+  calls.add("getVersion", 3, "the text goes to the one that sendCommand returns, too", getVersion, virtualCall);
+  calls.add("getVersion against a call that copies its text", std::nullopt, "the share of the copy in the row above",
+            getVersion,
+            each([loader, version = std::string(plugin.loader().getVersion()), text = std::string()]() mutable {
+              DoNotOptimize(loader->isLoaded());
+              text = version;
+              DoNotOptimize(text.data());
+            }));
 }
 
 void addInterfaceQuery(Calls& calls, LoadedPlugin& plugin) {
@@ -133,12 +142,13 @@ void raiseToAll(State& state, IWxMonitor& monitor, RaiseFunction* raise, std::si
   for (const uint64_t id : ids) monitor.removeListener(id);
 }
 
-void callCopies(State& state, std::size_t count) {
+void callCopies(State& state, std::size_t count, bool asksForLevel) {
   const std::vector<Listener> listeners(count, listener());
   for ([[maybe_unused]] auto again : state) {
     const std::vector<Listener> copies = listeners;
     for (const Listener& copy : copies) {
       copy("state", "ready");
+      if (asksForLevel) DoNotOptimize(IsLogLevelEnabled(kLogLevel));
       DoLog2(kLogLevel, "ZuLoaderPrivate", "ZuLoader", 1, "ZuLoaderPrivate::onNotifyEvent", L"", "zuviaplugin.dll");
     }
   }
@@ -146,11 +156,12 @@ void callCopies(State& state, std::size_t count) {
 
 void addEvents(Calls& calls, LoadedPlugin& plugin, RaiseFunction* raise) {
   for (const std::size_t count : {1u, 8u, 64u}) {
-    calls.add(
-        "event to " + std::to_string(count) + " listeners, level disabled", 1.3,
-        "the table's lock, and a log record for each",
-        [&plugin, raise, count](State& state) { raiseToAll(state, plugin.monitor(), raise, count); },
-        [count](State& state) { callCopies(state, count); });
+    const std::string name = "event to " + std::to_string(count) + " listeners, level disabled";
+    const auto ours = [&plugin, raise, count](State& state) { raiseToAll(state, plugin.monitor(), raise, count); };
+    calls.add(name, 1.3, "each record asks for its level, and the table has a lock", ours,
+              [count](State& state) { callCopies(state, count, false); });
+    calls.add(name + ", against a loop that asks for it", std::nullopt, "the share of asking in the row above", ours,
+              [count](State& state) { callCopies(state, count, true); });
   }
 }
 
@@ -170,7 +181,9 @@ void logRecord() {
 
 void logFormatted() {
   std::array<wchar_t, 512> message;
-  std::swprintf(message.data(), message.size(), L"%hs%ls%hs%d%hs", kText, kPath, kMore, kNumber, kEnd);
+  const int length =
+      std::swprintf(message.data(), message.size(), L"%hs%ls%hs%d%hs", kText, kPath, kMore, kNumber, kEnd);
+  if (length != static_cast<int>(kLength)) throw std::runtime_error("The formatted line is another");
   DoLog2(kLogLevel, "Bench", "Calls", __LINE__, "Bench::log", message.data(), "zuvia_bench.exe");
 }
 

@@ -137,7 +137,7 @@ class ScriptedUpdate {
     test::writeFile(test::joinPath(tree_.base(), L"root.pem"), service.server.rootPem());
     const std::string curl = "curl --silent --fail --cacert root.pem ";
     const std::string script =
-        "set -e; cd " + test::toUtf8(test::linuxPath(tree_.base())) + "; " + curl + "--data '{}' " +
+        "set -e; cd '" + test::toUtf8(test::linuxPath(tree_.base())) + "'; " + curl + "--data '{}' " +
         service.server.url("/configs/pc/post") + " > answer.json; " + curl + "--output package.7z " +
         service.server.url("/zuimpl-2.0.0.47.7z") + "; echo '" + service.offer.pmd5 +
         "  package.7z' | md5sum --check --quiet; 7zz x -bd -otemporary package.7z > 7zz.log; echo '" +

@@ -61,7 +61,11 @@ void ZuLoaderPrivate::onUnload() {
 }
 
 const char* ZuLoaderPrivate::getVersion() {
-  resultText_ = dllLoader_.versionString();
+  // Hosts ask for it again and again.
+  const std::string& version = dllLoader_.versionString();
+  if (resultText_ != version) {
+    resultText_ = version;
+  }
   return resultText_.c_str();
 }
 

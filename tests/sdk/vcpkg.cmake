@@ -19,15 +19,12 @@ foreach(index RANGE ${last})
   list(APPEND named ${port})
 endforeach()
 
-# Those that are looked for.
-file(GLOB files "${ROOT}/cmake/dependencies.cmake" "${ROOT}/cmake/zuvia_test.cmake")
-foreach(file IN LISTS files)
-  file(STRINGS "${file}" lines REGEX "find_package\\(")
-  foreach(line IN LISTS lines)
-    string(REGEX REPLACE ".*find_package\\(([A-Za-z0-9]+).*" "\\1" package "${line}")
-    string(TOLOWER "${package}" package)
-    list(APPEND sought ${package})
-  endforeach()
+# Those that are looked for where tests are not built.
+file(STRINGS "${ROOT}/cmake/dependencies.cmake" lines REGEX "find_package\\(")
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE ".*find_package\\(([A-Za-z0-9]+).*" "\\1" package "${line}")
+  string(TOLOWER "${package}" package)
+  list(APPEND sought ${package})
 endforeach()
 list(TRANSFORM sought REPLACE "^httplib$" cpp-httplib)
 
