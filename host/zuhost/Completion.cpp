@@ -87,7 +87,8 @@ Completion completionOf(std::string_view line, const std::set<std::string>& even
   const CommandSyntax* const syntax = findCommand(name);
   if (syntax == nullptr) return {};
   if (syntax->first == Taking::Path) {
-    return pathCompletion(line, line.find_first_not_of(kBlanks, line.find(name) + name.size()), namesIn);
+    const size_t path = line.find_first_not_of(kBlanks, line.find(name) + name.size());
+    return pathCompletion(line, std::min(path, line.size()), namesIn);
   }
   if (syntax->first == Taking::Expectation) return expectationCompletion(before, begin, last, events);
   if (!before.empty()) return {};

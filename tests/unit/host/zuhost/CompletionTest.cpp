@@ -73,6 +73,13 @@ TEST(CompletionOf, WalksThroughDirectoriesInAnyLetterCase) {
   EXPECT_THAT(completed("load D:\\").words, IsEmpty());
 }
 
+TEST(CompletionOf, BeginsAPathBehindTheBlanks) {
+  for (const char* line : {"load ", "status ", "  load  ", "load\t"}) {
+    EXPECT_THAT(completed(line).words, ElementsAre("here.txt")) << line;
+    EXPECT_EQ(completed(line).begin, std::string_view(line).size());
+  }
+}
+
 TEST(NamesInDirectory, TellDirectoriesFromFiles) {
   EXPECT_THAT(namesInDirectory("Z:\\no such directory\\"), IsEmpty());
   const zuvia::test::InstallTree tree;
