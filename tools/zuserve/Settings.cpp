@@ -50,10 +50,11 @@ void change(Settings& settings, const std::string& name, const Json::Value& valu
 }
 
 // Why a host is offered nothing although there is something; empty when it is offered that.
-std::string obstacle(const Settings& settings, const std::string& uid, const std::string& hostVersion) {
+std::string obstacle(const Settings& settings, const std::string& version, const std::string& uid,
+                     const std::string& hostVersion) {
   if (settings.isPaused) return "paused";
   if (!settings.hostVersion.fits(hostVersion)) return "host version does not fit " + settings.hostVersion.text();
-  if (!settings.share.includes(uid)) return "user not among the " + settings.share.text() + " %";
+  if (!settings.share.includes(uid + ' ' + version)) return "user not among the " + settings.share.text() + " %";
   return {};
 }
 
@@ -94,7 +95,7 @@ Settings SharedSettings::change(const std::string& json) {
 
 Decision decide(const Settings& settings, const Offer& offer, const std::string& uid, const std::string& hostVersion) {
   if (!offer.entry) return {std::nullopt, "no entry in the site"};
-  std::string reason = obstacle(settings, uid, hostVersion);
+  std::string reason = obstacle(settings, offer.entry->ver, uid, hostVersion);
   if (!reason.empty()) return {std::nullopt, reason};
   Decision decision{offer.entry, "newest entry"};
   if (!settings.share.isEverybody()) decision.reason += ", user among the " + settings.share.text() + " %";

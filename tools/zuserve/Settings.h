@@ -50,7 +50,8 @@ struct Decision {
   std::string reason;
 };
 
-// uid and hostVersion: as the host sent them.
+// uid and hostVersion: as the host sent them. Who is in the share is drawn anew for each version, by the text
+// "<uid> <version>": that is what zupack has nginx divide, so that a rollout there reaches the same users.
 Decision decide(const Settings& settings, const Offer& offer, const std::string& uid, const std::string& hostVersion);
 
 }  // namespace zuvia::zuserve

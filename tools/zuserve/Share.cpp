@@ -72,9 +72,9 @@ Share Share::ofPercent(double percent) {
   refuse(text.data());
 }
 
-bool Share::includes(std::string_view uid) const {
+bool Share::includes(std::string_view key) const {
   const std::uint64_t limit = std::uint64_t{hundredths_} * std::numeric_limits<std::uint32_t>::max() / kEverybody;
-  return isEverybody() || hashOf(uid) < limit;
+  return isEverybody() || hashOf(key) < limit;
 }
 
 std::string Share::text() const {

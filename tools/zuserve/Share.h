@@ -6,8 +6,8 @@
 
 namespace zuvia::zuserve {
 
-// A part of all users, chosen by their ids: the same id is always in or out, and a larger share holds everyone whom a
-// smaller one holds. The choice is that of nginx's split_clients, so that a rollout reaches the same users there.
+// A part of all users, chosen by a text for each: the same text is always in or out, and a larger share holds everyone
+// whom a smaller one holds. The choice is that of nginx's split_clients for the same text.
 class Share {
  public:
   // Everybody.
@@ -17,8 +17,8 @@ class Share {
   static Share parse(std::string_view percent);
   static Share ofPercent(double percent);
 
-  // uid: the id as the host sends it, of any form.
-  bool includes(std::string_view uid) const;
+  // key: what stands for a user, any bytes.
+  bool includes(std::string_view key) const;
 
   bool isEverybody() const { return hundredths_ == kEverybody; }
   double percent() const { return hundredths_ / 100.0; }

@@ -158,15 +158,15 @@ class ChosenServiceTest : public ServiceTest {
 
 TEST_F(ChosenServiceTest, OffersTheEntryToThoseWhoAreMeant) {
   set(R"({"share":10})");
-  EXPECT_TRUE(offers("8"));
+  EXPECT_TRUE(offers("10"));
   EXPECT_FALSE(offers("9"));
   set(R"({"share":100,"hostVersion":">=7.1"})");
   EXPECT_TRUE(offers("9", "7.1.0"));
   EXPECT_FALSE(offers("9", "7.0.9"));
   set(R"({"hostVersion":"","paused":true})");
-  EXPECT_FALSE(offers("8"));
+  EXPECT_FALSE(offers("10"));
   set(R"({"paused":false})");
-  EXPECT_TRUE(offers("8"));
+  EXPECT_TRUE(offers("10"));
   stop();
   EXPECT_THAT(lines, testing::Contains(HasSubstr(R"(uid="9" version="" hostver="7.1" hitseq="" osVersion="" )"
                                                  R"(answer="nothing" why="user not among the 10 %")")));

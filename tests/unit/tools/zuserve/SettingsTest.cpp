@@ -1,5 +1,6 @@
 #include "zuserve/Settings.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 
@@ -19,6 +20,16 @@ Settings settingsWith(const std::string& json) {
 }
 
 const Offer kOffer{UpdateEntry{"2.0.0.47", "1a", "2b", "https://x"}, {}, {}};
+
+// Which of the users 0 to 119 are offered a version when a tenth of them is.
+std::vector<int> tenthFor(const char* version) {
+  const Offer offer{UpdateEntry{version, "1a", "2b", "https://x"}, {}, {}};
+  std::vector<int> users;
+  for (int uid = 0; uid < 120; ++uid) {
+    if (decide(settingsWith(R"({"share":10})"), offer, std::to_string(uid), "7.1").entry) users.push_back(uid);
+  }
+  return users;
+}
 
 TEST(Settings, OfferEverythingToEverybodyAtFirst) {
   EXPECT_EQ(textOf({}), R"({"fault":"none","hostVersion":"","paused":false,"share":100})");
@@ -73,13 +84,20 @@ TEST(Decision, OffersNothingToThoseWhoAreNotMeant) {
       {R"({"share":10})", "user not among the 10 %"},
       {R"({"share":0,"hostVersion":">=7.2","paused":true})", "paused"}};
   for (const auto& [json, reason] : cases) {
-    const Decision decision = decide(settingsWith(json), kOffer, "ab", "7.1");
+    const Decision decision = decide(settingsWith(json), kOffer, "11", "7.1");
     EXPECT_FALSE(decision.entry) << json;
     EXPECT_EQ(decision.reason, reason);
   }
-  const Decision decision = decide(settingsWith(R"({"share":12.34,"hostVersion":">=7.1"})"), kOffer, "ab", "7.1");
+  const Decision decision = decide(settingsWith(R"({"share":12.34,"hostVersion":">=7.1"})"), kOffer, "10", "7.1");
   EXPECT_TRUE(decision.entry);
   EXPECT_EQ(decision.reason, "newest entry, user among the 12.34 %");
+}
+
+// What a real nginx answers for these users, with split_clients on "${http_uid} <version>" as zupack writes it.
+TEST(Decision, DrawsTheUsersAnewForEachVersion) {
+  EXPECT_THAT(tenthFor("2.0.0.47"), testing::ElementsAre(10, 24, 45, 58, 70, 84, 88, 102, 115, 118));
+  EXPECT_THAT(tenthFor("2.0.0.48"),
+              testing::ElementsAre(11, 20, 21, 35, 41, 42, 45, 57, 59, 60, 65, 78, 89, 91, 96, 117));
 }
 
 TEST(Decision, ChangesTheDigestOnPurpose) {
