@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace zuhost {
@@ -9,6 +10,8 @@ namespace {
 
 // More names than any module has: what says so is damaged.
 constexpr size_t kMostNames = 65'536;
+constexpr size_t kMostCharacters = 4096;             // of one name; decorated ones are long
+constexpr size_t kMostNameBytes = size_t{16} << 20;  // of all: any number of entries may refer to one text
 
 class Image {
  public:
@@ -44,11 +47,15 @@ class Image {
     throw NoModule("it refers to what it does not hold");
   }
 
-  std::string textAt(size_t address) const {
-    const size_t begin = offsetOf(address);
-    const size_t end = begin < content_.size() ? content_.find('\0', begin) : std::string_view::npos;
-    if (end == std::string_view::npos) throw NoModule("it is cut short");
-    return std::string(content_.substr(begin, end - begin));
+  std::string textAt(size_t address) {
+    const std::string_view rest = content_.substr(std::min(offsetOf(address), content_.size()));
+    const size_t length = rest.substr(0, kMostCharacters + 1).find('\0');
+    if (length == std::string_view::npos) {
+      throw NoModule(rest.size() > kMostCharacters ? "a name in it is too long" : "it is cut short");
+    }
+    nameBytes_ += sizeof(std::string) + length;
+    if (nameBytes_ > kMostNameBytes) throw NoModule("its names are too long");
+    return std::string(rest.substr(0, length));
   }
 
   // The address of one of the module's tables; 0: there is none.
@@ -61,9 +68,10 @@ class Image {
   std::string_view content_;
   IMAGE_NT_HEADERS64 headers_ = {};
   size_t sections_ = 0;
+  size_t nameBytes_ = 0;
 };
 
-std::vector<std::string> importsOf(const Image& image) {
+std::vector<std::string> importsOf(Image& image) {
   std::vector<std::string> names;
   const size_t table = image.table(IMAGE_DIRECTORY_ENTRY_IMPORT);
   if (table == 0) return names;
@@ -75,7 +83,7 @@ std::vector<std::string> importsOf(const Image& image) {
   }
 }
 
-std::vector<std::string> exportsOf(const Image& image) {
+std::vector<std::string> exportsOf(Image& image) {
   std::vector<std::string> names;
   const size_t table = image.table(IMAGE_DIRECTORY_ENTRY_EXPORT);
   if (table == 0) return names;
@@ -91,7 +99,7 @@ std::vector<std::string> exportsOf(const Image& image) {
 }  // namespace
 
 ModuleFile readModuleFile(std::string_view content) {
-  const Image image(content);
+  Image image(content);
   return {.imports = importsOf(image), .exports = exportsOf(image)};
 }
 

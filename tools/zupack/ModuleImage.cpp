@@ -18,7 +18,7 @@ constexpr const char* kNoModule = "it is no Windows program or library";
 constexpr std::size_t kMaxTextLength = 4096;  // decorated names are long
 constexpr std::size_t kMaxNames = 65536;      // of one table; more than an export table can have
 constexpr std::size_t kMaxLibraries = 4096;
-constexpr std::size_t kMaxTextBytes = 16 << 20;  // of all names: tables may overlap as often as they like
+constexpr std::size_t kMaxNameBytes = 16 << 20;  // of all entries: tables may overlap as often as they like
 
 class Image {
  public:
@@ -96,13 +96,18 @@ class Image {
     const std::string_view rest = bytes_.substr(std::min(begin, bytes_.size()), kMaxTextLength + 1);
     const std::size_t length = rest.find('\0');
     if (length == std::string_view::npos) throw Failure("a name in it has no end");
-    textBytes_ += length;
-    if (textBytes_ > kMaxTextBytes) throw Failure("its tables are too long");
-    return std::string(rest.substr(0, length));
+    return counted(std::string(rest.substr(0, length)));
+  }
+
+  // Every name passes here, and what all of them take together has a limit.
+  std::string counted(std::string name) {
+    nameBytes_ += sizeof name + name.size();
+    if (nameBytes_ > kMaxNameBytes) throw Failure("its tables are too long");
+    return name;
   }
 
   std::vector<std::string> functionsAt(std::uint64_t address);
-  std::vector<std::string> exportedNumbers(const IMAGE_EXPORT_DIRECTORY& table) const;
+  std::vector<std::string> exportedNumbers(const IMAGE_EXPORT_DIRECTORY& table);
 
   std::string_view bytes_;
   std::size_t headers_ = 0;
@@ -112,7 +117,7 @@ class Image {
   std::uint64_t wholeHeaders_ = 0;
   std::array<IMAGE_DATA_DIRECTORY, IMAGE_NUMBEROF_DIRECTORY_ENTRIES> directories_{};
   std::vector<IMAGE_SECTION_HEADER> sections_;
-  std::size_t textBytes_ = 0;
+  std::size_t nameBytes_ = 0;
 };
 
 std::string numberName(std::uint64_t ordinal) {
@@ -133,7 +138,8 @@ std::vector<std::string> Image::functionsAt(std::uint64_t address) {
     if (entry == 0) return functions;
     requireRoom(functions, kMaxNames);
     const bool hasName = (entry & numbered) == 0;
-    functions.push_back(hasName ? textAt(entry + sizeof(WORD)) : numberName(entry & 0xFFFF));  // behind its hint
+    functions.push_back(hasName ? textAt(entry + sizeof(WORD))
+                                : counted(numberName(entry & 0xFFFF)));  // behind its hint
   }
 }
 
@@ -163,12 +169,12 @@ std::vector<ImportedLibrary> Image::delayedImports() {
   return libraries;
 }
 
-std::vector<std::string> Image::exportedNumbers(const IMAGE_EXPORT_DIRECTORY& table) const {
+std::vector<std::string> Image::exportedNumbers(const IMAGE_EXPORT_DIRECTORY& table) {
+  if (table.NumberOfFunctions > kMaxNames) throw Failure("its tables are too long");
   std::vector<std::string> numbers;
   for (std::uint64_t index = 0; index < table.NumberOfFunctions; ++index) {
-    requireRoom(numbers, kMaxNames);
     if (readAt<DWORD>(table.AddressOfFunctions + index * sizeof(DWORD)) != 0) {
-      numbers.push_back(numberName(table.Base + index));
+      numbers.push_back(counted(numberName(table.Base + index)));
     }
   }
   return numbers;

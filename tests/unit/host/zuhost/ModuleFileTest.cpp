@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
 #include <cstring>
 
 #include "support/Files.h"
 #include "support/InstallTree.h"
+#include "support/ModuleBytes.h"
 
 namespace zuhost {
 namespace {
@@ -46,6 +49,24 @@ TEST(ReadModuleFile, RefusesWhatIsNoModuleForThisSystem) {
   other[header + 4] = 0x4C;  // the machine number of 32-bit x86 begins so
   other[header + 5] = 0x01;
   EXPECT_EQ(faultOf(other), "it is for another kind of processor than x64");
+}
+
+// All of its names are the same text, which stands in the file once.
+std::string exporting(DWORD count, size_t length) {
+  IMAGE_EXPORT_DIRECTORY table{};
+  table.NumberOfNames = count;
+  table.AddressOfNames = zuvia::test::kSectionAddress + sizeof(table);
+  std::string section = zuvia::test::bytesOf(table);
+  const DWORD name = table.AddressOfNames + count * DWORD{sizeof(DWORD)};
+  for (DWORD i = 0; i < count; ++i) section += zuvia::test::bytesOf(name);
+  section += std::string(length, 'x') + '\0';
+  return zuvia::test::moduleBytes(IMAGE_DIRECTORY_ENTRY_EXPORT, section);
+}
+
+TEST(ReadModuleFile, RefusesNamesThatTakeMoreRoomThanAnyModuleNeeds) {
+  EXPECT_EQ(readModuleFile(exporting(3, 4096)).exports, std::vector<std::string>(3, std::string(4096, 'x')));
+  EXPECT_EQ(faultOf(exporting(3, 4097)), "a name in it is too long");
+  EXPECT_EQ(faultOf(exporting(65'536, 3000)), "its names are too long");
 }
 
 // Every length, near the tables and in steps elsewhere: an error or a reading, never more.

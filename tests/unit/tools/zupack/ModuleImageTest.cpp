@@ -8,6 +8,7 @@
 #include "binary/PeFile.h"
 #include "shared/CommandLine.h"
 #include "support/InstallTree.h"
+#include "support/ModuleBytes.h"
 
 namespace zuvia::zupack {
 namespace {
@@ -84,6 +85,29 @@ TEST(ModuleImage, IsSafeWithEveryDamage) {
       faultOf(damaged);
     }
   }
+}
+
+// A small file: every one of its imports takes the same functions by the same numbers.
+TEST(ModuleImage, RefusesTablesThatShareTheirEntries) {
+  constexpr DWORD kLibraries = 64;
+  constexpr DWORD kFunctions = 65'535;
+  IMAGE_IMPORT_DESCRIPTOR library{};
+  library.OriginalFirstThunk = test::kSectionAddress + (kLibraries + 1) * DWORD{sizeof library};
+  library.Name = library.OriginalFirstThunk + kFunctions * DWORD{sizeof(ULONGLONG)};
+  std::string section;
+  for (DWORD index = 0; index < kLibraries; ++index) section += test::bytesOf(library);
+  section += test::bytesOf(IMAGE_IMPORT_DESCRIPTOR{});
+  for (DWORD index = 0; index < kFunctions; ++index) section += test::bytesOf(IMAGE_ORDINAL_FLAG64 | index);
+  section.append(sizeof(ULONGLONG), '\0');
+  EXPECT_EQ(faultOf(test::moduleBytes(IMAGE_DIRECTORY_ENTRY_IMPORT, section)), "its tables are too long");
+}
+
+TEST(ModuleImage, RefusesMoreFunctionsThanCanBeNumbered) {
+  IMAGE_EXPORT_DIRECTORY table{};
+  table.NumberOfFunctions = 65'537;
+  table.AddressOfFunctions = test::kSectionAddress + sizeof table;
+  const std::string section = test::bytesOf(table) + std::string(table.NumberOfFunctions * sizeof(DWORD), '\0');
+  EXPECT_EQ(faultOf(test::moduleBytes(IMAGE_DIRECTORY_ENTRY_EXPORT, section)), "its tables are too long");
 }
 
 TEST(LowerCase, LeavesOtherLettersAlone) {
