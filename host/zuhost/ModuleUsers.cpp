@@ -22,6 +22,7 @@ ModuleUsers::ModuleUsers() {
   PROCESSENTRY32W process{};
   process.dwSize = sizeof(process);
   for (BOOL more = Process32FirstW(processes.get(), &process); more; more = Process32NextW(processes.get(), &process)) {
+    if (process.th32ProcessID == 0) continue;  // the system's own; a snapshot of 0 is one of this process
     const auto modules = snapshot(TH32CS_SNAPMODULE, process.th32ProcessID);
     MODULEENTRY32W module{};
     module.dwSize = sizeof(module);
