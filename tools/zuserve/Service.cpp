@@ -7,11 +7,12 @@
 #include <httplib.h>
 
 #include "shared/CommandLine.h"
+#include "shared/ConfigAnswer.h"
 #include "shared/SystemError.h"
 #include "shared/Utf8.h"
 #include "tls/ServerContext.h"
 #include "zuserve/BodySender.h"
-#include "zuserve/ConfigExchange.h"
+#include "zuserve/ConfigRequest.h"
 #include "zuserve/Journal.h"
 #include "zuserve/Offer.h"
 #include "zuserve/Panel.h"
@@ -148,7 +149,8 @@ void Service::Private::setHandlers() {
   // Files are answered here and not by a route: a route is a regular expression, which a path of many
   // kilobytes would drive through the stack.
   server.set_pre_routing_handler([this](const auto& request, auto& response) { return begin(request, response); });
-  server.Post(kConfigPath, [this](const auto& request, auto& response) { answerConfiguration(request, response); });
+  server.Post(tools::kConfigurationPath,
+              [this](const auto& request, auto& response) { answerConfiguration(request, response); });
   server.Post(kSettingsPath, [this](const auto& request, auto& response) {
     current.record.detail = panel.change(request, response);
     current.row.answer = response.status < 400 ? "changed" : "refused";
@@ -199,7 +201,7 @@ void Service::Private::answerConfiguration(const httplib::Request& request, http
   const Fault fault = now.fault.in(Fault::Target::Configuration);
   noteFault(fault);
   if (fault.kind == Fault::Kind::Status) return answerStatus(fault, response);
-  const auto answer = std::make_shared<const std::string>(configAnswer(decision.entry));
+  const auto answer = std::make_shared<const std::string>(tools::configurationAnswer(decision.entry));
   send(request, response, "application/json", answer->size(), fault,
        [answer](std::uint64_t offset, std::span<char> to) {
          return answer->copy(to.data(), to.size(), static_cast<std::size_t>(offset));

@@ -1,4 +1,4 @@
-#include "zuserve/ConfigExchange.h"
+#include "zuserve/ConfigRequest.h"
 
 #include <gtest/gtest.h>
 
@@ -31,16 +31,6 @@ TEST(ConfigRequest, MustBeAnObjectWithTexts) {
 
 TEST(ConfigRequest, SurvivesDeepNesting) {
   EXPECT_FALSE(parseConfigRequest(std::string(60'000, '[')));
-}
-
-TEST(ConfigAnswer, HoldsTheEntryAsText) {
-  EXPECT_EQ(
-      configAnswer(UpdateEntry{"2.0.0.47", "aa", "bb", "https://x"}),
-      R"({"configs":{"zu_plugin_update":"{\"dmd5\":\"bb\",\"pmd5\":\"aa\",\"url\":\"https://x\",\"ver\":\"2.0.0.47\"}"}})");
-}
-
-TEST(ConfigAnswer, HoldsNothingWithoutAnEntry) {
-  EXPECT_EQ(configAnswer(std::nullopt), R"({"configs":{}})");
 }
 
 }  // namespace

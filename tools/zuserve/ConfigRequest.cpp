@@ -1,15 +1,11 @@
-#include "zuserve/ConfigExchange.h"
+#include "zuserve/ConfigRequest.h"
 
 #include <memory>
 
 #include <json/json.h>
 
-#include "shared/EntryText.h"
-
 namespace zuvia::zuserve {
 namespace {
-
-constexpr const char* kUpdateKey = "zu_plugin_update";
 
 // Throws Json::Exception when there is a member but it is not a text.
 std::string textMember(const Json::Value& object, const char* name) {
@@ -34,15 +30,6 @@ std::optional<ConfigRequest> parseConfigRequest(const std::string& body) {
   } catch (const Json::Exception&) {
     return std::nullopt;
   }
-}
-
-std::string configAnswer(const std::optional<UpdateEntry>& entry) {
-  Json::Value answer(Json::objectValue);
-  answer["configs"] = Json::Value(Json::objectValue);
-  if (entry) answer["configs"][kUpdateKey] = tools::entryText(*entry, tools::EntryLayout::Compact);
-  Json::StreamWriterBuilder writer;
-  writer["indentation"] = "";
-  return Json::writeString(writer, answer);
 }
 
 }  // namespace zuvia::zuserve
