@@ -152,11 +152,11 @@ class Conversation {
 
   // The session is never destroyed: the plugin may call it for as long as the process lives.
   Session& begin() {
-    if (options_.recording) {
+    auto& plugin = orRefuse([&]() -> auto& { return loadPlugin(pluginFile()); });
+    if (options_.recording) {  // behind the plugin: without one no file is left in the way of the next attempt
       const std::string heading = "zuhost " ZUHOST_VERSION ", with " + utf8Of(pluginFile().native());
       recorder_ = orRefuse([&] { return new Recorder(*options_.recording, heading); });
     }
-    auto& plugin = orRefuse([&]() -> auto& { return loadPlugin(pluginFile()); });
     return *new Session(plugin, {output_, messages_, recorder_, pluginFile()});
   }
 

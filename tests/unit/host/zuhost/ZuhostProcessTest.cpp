@@ -333,6 +333,14 @@ TEST(ZuhostProcess, NamesAPluginThatIsMissing) {
               AllOf(StartsWith("zuhost: cannot load "), HasSubstr("\xE6\x96\x87 missing.dll: error 126, ")));
 }
 
+TEST(ZuhostProcess, MakesNoRecordingOfAPluginThatIsMissing) {
+  const std::filesystem::path recording = std::filesystem::temp_directory_path() / L"zuhost-recording.zu";
+  std::filesystem::remove(recording);
+  EXPECT_THAT(errorWith(L"--plugin \"" FAKE_PLUGINS L"missing.dll\" --record \"" + recording.wstring() + L"\""),
+              StartsWith("zuhost: cannot load "));
+  EXPECT_FALSE(std::filesystem::exists(recording));
+}
+
 TEST(ZuhostProcess, NamesAFileThatIsNoModule) {
   EXPECT_THAT(errorWith(L"--plugin \"" FAKE_PLUGINS L"..\\CTestTestfile.cmake\""),
               HasSubstr("CTestTestfile.cmake: error 193, "));
