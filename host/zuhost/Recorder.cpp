@@ -36,10 +36,16 @@ Recorder::Recorder(const std::filesystem::path& file, const std::string& heading
   write("# " + onOneLine(heading));
 }
 
+void Recorder::commandBegins() {
+  const std::lock_guard lock(mutex_);
+  isUnderWay_ = true;
+}
+
 void Recorder::command(const std::string& line, const Record& answer) {
   std::string_view rest = line;
   const std::string name = takeWord(rest);
   const std::lock_guard lock(mutex_);
+  isUnderWay_ = false;
   if (isFailure(answer)) {
     write("# " + onOneLine(line));
     write("# -> " + onOneLine(failureText(answer)));
@@ -59,6 +65,7 @@ void Recorder::comment(const std::string& line) {
 void Recorder::happened(const std::string& what) {
   const std::lock_guard lock(mutex_);
   happenings_.push_back(onOneLine(what));
+  if (!isUnderWay_) writeHappenings();
 }
 
 void Recorder::writeHappenings() {

@@ -24,13 +24,17 @@ class Recorder {
   // Makes the file. One that is there already is left alone. Throws RecordingFailure.
   Recorder(const std::filesystem::path& file, const std::string& heading);
 
+  // A command is carried out from now on, until command() tells its answer.
+  void commandBegins();
+
   // A line that was carried out, and its answer.
   void command(const std::string& line, const Record& answer);
 
   // A line that is no command.
   void comment(const std::string& line);
 
-  // Something that happened, for a comment behind the command that is under way, or the last one. Any thread.
+  // Something that happened, for a comment behind the command that is under way; when there is none, it is written at
+  // once, behind the last one. Any thread.
   void happened(const std::string& what);
 
  private:
@@ -39,7 +43,8 @@ class Recorder {
 
   std::mutex mutex_;  // guards what follows
   std::ofstream file_;
-  std::vector<std::string> happenings_;
+  bool isUnderWay_ = false;              // a command is
+  std::vector<std::string> happenings_;  // since it is
 };
 
 }  // namespace zuhost

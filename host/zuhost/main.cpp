@@ -177,6 +177,7 @@ class Conversation {
 
   // position: where the line stands in a script; "" when it does not come from one.
   Record carryOut(Session& session, const std::string& line, const std::string& position) {
+    if (recorder_ != nullptr) recorder_->commandBegins();
     Record answer = answerTo(session, line);
     if (isFailure(answer) && !position.empty()) answer.fields["at"] = validUtf8(position);
     output_.print(answer);

@@ -53,9 +53,20 @@ TEST_F(RecorderTest, LeavesOutWhatOnlyLooksAndTheResultsOfWaiting) {
 
 TEST_F(RecorderTest, PutsWhatHappenedBehindTheCommandAsAComment) {
   Recorder recorder(file, "h");
+  recorder.commandBegins();
   recorder.happened("event a two\nlines");
   recorder.command("version", answer("version", "1"));
   EXPECT_EQ(recorded(), "# h\nversion\n# event a two lines\nexpect RESULT 1\n");
+}
+
+TEST_F(RecorderTest, PutsWhatHappenedSinceBehindTheLastCommandAtOnce) {
+  Recorder recorder(file, "h");
+  recorder.commandBegins();
+  recorder.command("version", answer("version", "1"));
+  recorder.happened("event a");
+  EXPECT_EQ(recorded(), "# h\nversion\nexpect RESULT 1\n# event a\n");
+  recorder.happened("event b");
+  EXPECT_EQ(recorded(), "# h\nversion\nexpect RESULT 1\n# event a\n# event b\n");
 }
 
 TEST_F(RecorderTest, LeavesAFileThatIsThereAlone) {
