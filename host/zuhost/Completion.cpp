@@ -23,9 +23,16 @@ Words commandNames() {
   return names;
 }
 
+bool isControl(unsigned char character) {
+  return character < ' ' || character == 0x7F;
+}
+
+// Names with control characters are left out: nobody can type them, and a terminal would obey them.
 Words eventNames(const std::set<std::string>& others) {
   std::set<std::string> names = {zuvia::kPluginLoadedEvent, zuvia::kPluginLoadedDoneEvent, zuvia::kPluginUpgradeEvent};
-  names.insert(others.begin(), others.end());
+  for (const auto& name : others) {
+    if (std::ranges::none_of(name, isControl)) names.insert(name);
+  }
   return {names.begin(), names.end()};
 }
 

@@ -47,6 +47,14 @@ TEST(CompletionOf, KnowsEventsAlsoThoseThatCame) {
   EXPECT_THAT(completed("wait greeting ").words, IsEmpty());
 }
 
+// On the terminal they would be commands for it; and nobody can type them.
+TEST(CompletionOf, LeavesOutEventsWithControlCharacters) {
+  const std::set<std::string> events = {"plain", "p\x1B[2J", "p\n", "p\x7F"};
+  EXPECT_THAT(completionOf("wait pl", events, &names).words,
+              ElementsAre("plain", "pluginLoadedDoneEvent", "pluginLoadedEvent", "pluginUpgradeEvent"));
+  EXPECT_THAT(completionOf("expect EVENT p", events, &names).words, testing::SizeIs(4));
+}
+
 TEST(CompletionOf, KnowsIdentifiersAndThePluginsOwnCommands) {
   EXPECT_THAT(completed("query IID_IPluginL").words, ElementsAre("IID_IPluginLoader"));
   EXPECT_TRUE(completed("query ").isRest);
