@@ -76,14 +76,13 @@ void answerPage(const httplib::Request& request, httplib::Response& response) {
 // What one client has been told by events.
 struct Panel::Stream {
   explicit Stream(std::shared_ptr<std::atomic<int>> openStreams, std::string whyReadOnly)
-      : count(std::move(openStreams)), readOnly(std::move(whyReadOnly)) {
-    ++*count;
-  }
+      : count(std::move(openStreams)), number(++*count), readOnly(std::move(whyReadOnly)) {}
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
   ~Stream() { --*count; }
 
   const std::shared_ptr<std::atomic<int>> count;
+  const int number;  // how many there were with it when it began
   const std::string readOnly;
   bool hasBegun = false;
   Journal::Revision revision = 0;
@@ -126,8 +125,8 @@ void Panel::answerState(const httplib::Request& request, httplib::Response& resp
 }
 
 void Panel::answerEvents(const httplib::Request& request, httplib::Response& response) {
-  if (*streams_ >= kMaxStreams) return fail(response, 503, "too many pages are open");
   const auto stream = std::make_shared<Stream>(streams_, whyNotChange(sourceOf(request)));
+  if (stream->number > kMaxStreams) return fail(response, 503, "too many pages are open");
   response.set_chunked_content_provider("text/event-stream", [this, stream](std::size_t, httplib::DataSink& sink) {
     if (journal_.isClosed()) return false;
     const std::string events = nextEvents(*stream);
