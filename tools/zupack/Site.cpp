@@ -103,7 +103,10 @@ class Additions {
     made_.push_back(directory);
   }
 
-  void addFile(const std::filesystem::path& file) { made_.push_back(file); }
+  // Before the file is written. What lies there already is replaced, but never taken away.
+  void addFile(const std::filesystem::path& file) {
+    if (!isFile(file.wstring())) made_.push_back(file);
+  }
   void keep() { made_.clear(); }
 
  private:
@@ -152,8 +155,8 @@ void Layout::addPackage(const std::filesystem::path& from, const SitePackage& pa
   tools::PendingFile file(place);
   copyPackage(from, file.path());
   if (!hasDigest(file.path(), package.pmd5)) throw Failure("it changed meanwhile: " + tools::pathText(from));
-  file.commit();
   additions_.addFile(place);
+  file.commit();
 }
 
 std::string digestOfText(const std::string& text) {
@@ -173,8 +176,8 @@ std::string Layout::addAnswer(const std::optional<SitePackage>& package, const s
   const std::filesystem::path file = directory_ / kAnswers / name;
   if (hasDigest(file, digest)) return name;
   additions_.addDirectory(file.parent_path());
-  tools::writeWholeFile(file, text);
   additions_.addFile(file);
+  tools::writeWholeFile(file, text);
   return name;
 }
 

@@ -36,7 +36,8 @@ struct SiteResult {
 
 // Lays out a static site: packages/<digest>/<name>, answers/<name>.json and nginx.conf. Packages and answers are only
 // ever added, under names of their own; the configuration, which names them, is replaced in one step and comes last. A
-// failure before that leaves the directory as it was. What lies there already, intact, is not written again.
+// failure before that leaves the directory as it was, except that a damaged package or answer may be whole again. What
+// lies there already, intact, is not written again.
 //
 // A package that was offered to everybody is what the others go on being offered when the next one comes, unless the
 // options say otherwise.

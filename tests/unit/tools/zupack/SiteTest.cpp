@@ -167,6 +167,20 @@ TEST_F(SiteTest, LeavesEverythingAsItWasWhenItFails) {
   EXPECT_EQ(test::describeChanges(before, listing()), "");
 }
 
+TEST_F(SiteTest, TakesNothingAwayThatWasThereWhenItFails) {
+  makeSite(first());
+  for (const auto& [path, state] : listing()) {
+    if (path != L"nginx.conf" && test::fileExists(tree.path(L"site\\" + path))) {
+      test::writeFile(tree.path(L"site\\" + path), "damaged");
+    }
+  }
+  const FileHandle held(CreateFileW(tree.path(L"site\\nginx.conf").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, 0, nullptr));
+  const TreeListing before = listing();
+  EXPECT_NE(failureOf(first("20")), "");
+  for (const auto& [path, state] : before) EXPECT_TRUE(listing().contains(path)) << tools::toUtf8(path);
+}
+
 TEST_F(SiteTest, LeavesNothingWhenTheFirstRunFails) {
   SiteOptions options = first();
   options.directory = tree.path(L"new\\site");
