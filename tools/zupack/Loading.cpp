@@ -40,11 +40,17 @@ class Walk {
   Walk(const Surroundings& surroundings, std::vector<std::string>& faults)
       : surroundings_(surroundings), faults_(faults) {}
 
+  // The module is known from here on, so that a companion that needs it does not lead back into it.
+  void lookFrom(const std::string& module, const ModuleImage& image) {
+    seen_.emplace(lowerCase(module), image);
+    look(module, image);
+  }
+
+ private:
   void look(const std::string& name, const ModuleImage& image) {
     for (const ImportedLibrary& library : image.imports) look(name, library);
   }
 
- private:
   void look(const std::string& user, const ImportedLibrary& library) {
     const Provider provider = surroundings_.providerOf(library.name);
     if (provider == Provider::Nobody) {
@@ -154,7 +160,7 @@ LoadingCheck checkLoading(const std::filesystem::path& module, const Surrounding
   checkImage(check);
   checkVersion(check, module);
   checkExport(check);
-  if (check.image->machine == kMachine) Walk(surroundings, check.faults).look(kModuleName, *check.image);
+  if (check.image->machine == kMachine) Walk(surroundings, check.faults).lookFrom(kModuleName, *check.image);
   return check;
 }
 

@@ -83,6 +83,20 @@ TEST_F(LoadingTest, LooksAtWhatCompanionsNeed) {
               testing::Contains(StartsWith("zucompanion.dll needs zuabsent.dll, which neither ")));
 }
 
+TEST_F(LoadingTest, LooksAtTheModuleOnceAlsoWhenACompanionNeedsIt) {
+  std::string companion = test::readFile(test::moduleFile(L"needs-companion"));
+  const std::string name = "zucompanion.dll";
+  std::string module = "zuimpl.dll";
+  module.resize(name.size());
+  const std::size_t place = companion.find(name);
+  ASSERT_NE(place, std::string::npos);
+  addBeside(companion.replace(place, name.size(), module));
+  EXPECT_THAT(
+      faultsOf(L"needs-companion"),
+      ElementsAre(StartsWith("zucompanion.dll takes from zuimpl.dll what the one beside it does not export: "),
+                  StartsWith("zuimpl.dll takes from zucompanion.dll what the one beside it does not export: ")));
+}
+
 TEST_F(LoadingTest, NamesTheMissingExport) {
   EXPECT_THAT(faultsOf(L"no-export"),
               ElementsAre("it does not export createImpl; declare that extern \"C\" and exported"));
