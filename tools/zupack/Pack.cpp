@@ -40,6 +40,10 @@ Neighbours neighboursAmong(const std::vector<PackageFile>& files) {
 }
 
 std::string versionOf(const PackOptions& options, const LoadingCheck& check) {
+  if (check.version && !options.version.empty()) {
+    throw Failure("--as is for modules without a version resource, and " + tools::pathText(options.module) + " has " +
+                  *check.version + "; leave it out");
+  }
   if (check.version) return *check.version;
   DllCandidate version;
   if (options.version.empty())

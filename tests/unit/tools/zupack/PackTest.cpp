@@ -181,6 +181,18 @@ TEST(Pack, NamesTheVersionOfAForcedModuleThatHasNone) {
               testing::ElementsAre(StartsWith("it has no version resource, "), StartsWith("module version: ")));
 }
 
+TEST(Pack, RefusesAnotherVersionForAModuleThatHasOne) {
+  const TemporaryTree tree;
+  PackOptions options = optionsFor(tree);
+  options.version = "2.0.0.60";
+  for (const bool force : {false, true}) {
+    options.force = force;
+    EXPECT_EQ(failureOf(options), "--as is for modules without a version resource, and " +
+                                      tools::toUtf8(options.module.wstring()) + " has 2.0.0.47; leave it out");
+  }
+  EXPECT_FALSE(test::directoryExists(tree.path(L"out")));
+}
+
 TEST(Pack, ReplacesAnEarlierPackage) {
   const TemporaryTree tree;
   test::writeFile(tree.path(L"out\\zuimpl-2.0.0.47.7z"), "old");
