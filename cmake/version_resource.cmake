@@ -2,17 +2,24 @@ if(WIN32)
   enable_language(RC)
 endif()
 
+# A text as it stands between the quotes of a resource.
+function(zuvia_resource_text result text)
+  string(REPLACE "\\" "\\\\" text "${text}")
+  string(REPLACE "\"" "\"\"" text "${text}")
+  set(${result} "${text}" PARENT_SCOPE)
+endfunction()
+
 # zuvia_version_resource(TARGET VERSION a.b.c.d DESCRIPTION text [PRODUCT name]): gives a program or module its file
 # version. PRODUCT is the product it belongs to, zuvia when it is not given.
 function(zuvia_version_resource target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "VERSION;DESCRIPTION;PRODUCT" "")
   set(version "${arg_VERSION}")
   string(REPLACE "." "," versionNumbers "${version}")
-  string(REPLACE "\"" "\"\"" description "${arg_DESCRIPTION}")
-  set(product "${arg_PRODUCT}")
-  if(NOT product)
-    set(product zuvia)
+  if(NOT arg_PRODUCT)
+    set(arg_PRODUCT zuvia)
   endif()
+  zuvia_resource_text(description "${arg_DESCRIPTION}")
+  zuvia_resource_text(product "${arg_PRODUCT}")
   get_target_property(type ${target} TYPE)
   if(type STREQUAL EXECUTABLE)
     set(fileType VFT_APP)
