@@ -101,7 +101,7 @@ class Image {
 
   // Every name passes here, and what all of them take together has a limit.
   std::string counted(std::string name) {
-    nameBytes_ += sizeof name + name.size();
+    nameBytes_ += sizeof(std::string) + name.size();
     if (nameBytes_ > kMaxNameBytes) throw Failure("its tables are too long");
     return name;
   }
