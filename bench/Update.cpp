@@ -75,6 +75,7 @@ class Updating {
   }
 
   IPluginEntryPoint& entry() { return plugin_.entry(); }
+  bool isPublished() const { return test::directoryExists(published_); }
   void inform() { plugin_.monitor().sendCommand("setHostInfo", information_.c_str()); }
 
   void waitForUpgrade() {
@@ -244,7 +245,7 @@ class ThreadTime {
 
 constexpr unsigned kThreadRounds = 3;  // for each repetition
 
-void measureHostThread(const Settings& settings, const InstalledPlugin& installed, Rows& rows) {
+void measureHostThread(const Settings& settings, const InstalledPlugin& installed, const Service& service, Rows& rows) {
   const std::string name = "host thread, processor against wall time: ";
   if (!settings.wants(name)) return;
   ThreadTime load, inform, unload;
@@ -252,8 +253,11 @@ void measureHostThread(const Settings& settings, const InstalledPlugin& installe
     Updating update(installed);
     update.entry().onUnload();
     load.measure([&] { update.entry().onLoaded(""); });
+    const std::size_t requests = service.server.requests().size();
     inform.measure([&] { update.inform(); });
+    if (!service.server.waitForRequests(requests + 1)) throw std::runtime_error("No update began");
     unload.measure([&] { update.entry().onUnload(); });
+    if (!update.isPublished()) throw std::runtime_error("onUnload did not wait for the update");
   }
   rows.push_back(load.row(name + "onLoaded", "the system loads the module"));
   rows.push_back(inform.row(name + "setHostInfo", "clean-up pass, cache file check, hit sequence id"));
@@ -310,8 +314,11 @@ void measureUpdate(const Settings& settings, Rows& rows) {
     Service service(packageOf(50 * kMebibyte));
     const test::NetworkRedirect network(installed.module(), {{"config.zuvia.example", 443, service.server.port()},
                                                              {"localhost", 18443, service.server.port()}});
+    // The yardstick's names are looked up in the same way.
+    const test::NetworkRedirect yardstick(GetModuleHandleW(nullptr),
+                                          {{"localhost", service.server.port(), service.server.port()}});
     measureWhole(settings, installed, service, rows);
-    measureHostThread(settings, installed, rows);
+    measureHostThread(settings, installed, service, rows);
     measureCleanUp(settings, installed, rows);
   }
   measureHostSteps(settings, rows);
