@@ -49,7 +49,7 @@ std::string_view withoutLeadingBlanks(std::string_view text) {
 
 const CommandSyntax& syntaxOf(const std::string& name) {
   const CommandSyntax* const found = findCommand(name);
-  if (found == nullptr) throw BadCommand("unknown command: " + name);
+  if (found == nullptr) throw BadCommand("unknown command: " + name + "; help lists them");
   return *found;
 }
 

@@ -57,7 +57,7 @@ Options parseOptions(std::vector<std::string> arguments) {
   } catch (const CLI::CallForVersion& version) {
     throw Refusal{std::string(version.what()) + "\n", 0};
   } catch (const CLI::ParseError& error) {
-    throw Refusal{std::string("zuhost: ") + error.what() + "\n", 2};
+    throw Refusal{std::string("zuhost: ") + error.what() + "; see --help\n", 2};
   }
   if (run->parsed()) options.mode = Options::Mode::Run;
   if (status->parsed()) options.mode = Options::Mode::Status;

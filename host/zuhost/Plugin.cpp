@@ -35,6 +35,15 @@ std::string systemText(DWORD error) {
   fail(file, what + "error " + std::to_string(error) + ", " + systemText(error));
 }
 
+// The system says the same of a file that is missing and of one that lacks a library.
+[[noreturn]] void failToLoad(const std::filesystem::path& file) {
+  const DWORD error = GetLastError();
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(file, ignored)) fail(file, "there is no such file; --plugin names the plugin");
+  SetLastError(error);
+  failWithLastError(file, error == ERROR_MOD_NOT_FOUND ? "a library that it needs is missing, " : "");
+}
+
 zuvia::IPluginEntryPoint* callCreate(const std::filesystem::path& file, zuvia::CreateFunction* create) {
   try {
     return create();
@@ -49,7 +58,7 @@ zuvia::IPluginEntryPoint& loadPlugin(const std::filesystem::path& file) {
   SetErrorMode(SEM_FAILCRITICALERRORS);  // a missing library is told by the return, not by a window
   const std::filesystem::path path = std::filesystem::absolute(file);
   const HMODULE module = LoadLibraryW(path.c_str());
-  if (module == nullptr) failWithLastError(path, "");
+  if (module == nullptr) failToLoad(path);
   const auto create =
       reinterpret_cast<zuvia::CreateFunction*>(reinterpret_cast<void*>(GetProcAddress(module, zuvia::kCreateExport)));
   if (create == nullptr) failWithLastError(path, std::string("no export ") + zuvia::kCreateExport + ", ");

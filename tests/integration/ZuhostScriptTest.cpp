@@ -119,7 +119,7 @@ TEST_F(ZuhostScriptTest, TakesEachEventOnceAndNoneWithoutAListener) {
 }
 
 TEST_F(ZuhostScriptTest, StopsAtACommandThatFails) {
-  EXPECT_THAT(run("loaded\nbogus\nquit\n").error, EndsWith("a script.zu:2: unknown command: bogus\n"));
+  EXPECT_THAT(run("loaded\nbogus\nquit\n").error, EndsWith("a script.zu:2: unknown command: bogus; help lists them\n"));
   EXPECT_THAT(run("listen\nwait never 20\n").error, EndsWith("a script.zu:2: the event never did not come\n"));
   EXPECT_THAT(run("expect RESULT x\n").error, EndsWith(":1: expected RESULT \"x\"; the last command has none\n"));
   EXPECT_THAT(run("version\nload\nexpect RESULT\n").error,
@@ -151,7 +151,7 @@ TEST_F(ZuhostScriptTest, ReplaysARecordedSession) {
   EXPECT_THAT(readFile(recording),
               EndsWith("\nlisten\nexpect RESULT 100\nload C:\\host\n# event pluginLoadedEvent\n"
                        "# event pluginLoadedDoneEvent 2.0.0.45\nwait pluginLoadedDoneEvent 5000\n"
-                       "version\nexpect RESULT 2.0.0.45\n# bogus\n# -> unknown command: bogus\n"
+                       "version\nexpect RESULT 2.0.0.45\n# bogus\n# -> unknown command: bogus; help lists them\n"
                        "send echo a*b\nexpect RESULT a?b\nsend isLoaded\nexpect RESULT 1\n"
                        "expect EVENT pluginLoadedDoneEvent*\n# wait never 20\n# -> the event never did not come\n"
                        "unload\nloaded\nexpect RESULT false\nquit\n"));

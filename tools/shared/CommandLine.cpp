@@ -20,9 +20,25 @@ int report(const CLI::App& app, const std::string& message, int status) {
   return status;
 }
 
+std::string commandNames(const CLI::App& app) {
+  std::string names;
+  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    names += (names.empty() ? "" : ", ") + command->get_name();
+  }
+  return names;
+}
+
+// The parser does not say which word it took for no command.
+std::string faultOf(const CLI::App& app, const CLI::ParseError& error) {
+  if (app.get_require_subcommand_min() == 0 || !app.get_subcommands().empty()) return error.what();
+  const std::vector<std::string> unknown = app.remaining();
+  const std::string fault = unknown.empty() ? "a command is required" : "there is no command " + unknown.front();
+  return fault + "; there are " + commandNames(app);
+}
+
 // Help and version arrive as exceptions as well; only they end with 0.
 int finishParsing(CLI::App& app, const CLI::ParseError& error) {
-  if (error.get_exit_code() != 0) return report(app, error.what(), kBadInput);
+  if (error.get_exit_code() != 0) return report(app, faultOf(app, error) + "; see --help", kBadInput);
   std::ostringstream text;
   app.exit(error, text, text);
   std::string shown = text.str();

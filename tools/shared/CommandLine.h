@@ -31,7 +31,7 @@ std::vector<std::string> commandLineArguments();
 
 // Parses the arguments and runs the callbacks of the commands among them. Help and version go to the
 // standard output stream. Whatever is thrown on the way becomes one line on the standard error stream,
-// "NAME: message", NAME being the app's.
+// "NAME: message", NAME being the app's; bad usage is led to the help.
 // Returns the exit status: that of a Failure, kBadInput for any other exception, else kDone.
 int runTool(CLI::App& app, std::vector<std::string> arguments);
 

@@ -40,11 +40,11 @@ Neighbours neighboursAmong(const std::vector<PackageFile>& files) {
 }
 
 std::string versionOf(const PackOptions& options, const LoadingCheck& check) {
-  if (check.version && !options.version.empty()) {
-    throw Failure("--as is for modules without a version resource, and " + tools::pathText(options.module) + " has " +
-                  *check.version + "; leave it out");
+  if (check.version) {
+    if (options.version.empty()) return *check.version;
+    throw Failure("--as is for a module without a version resource, and hosts find " + *check.version + " in " +
+                  tools::pathText(options.module) + "; leave --as out, or build the module with another version");
   }
-  if (check.version) return *check.version;
   DllCandidate version;
   if (options.version.empty())
     throw Failure("no version resource in " + tools::pathText(options.module) + "; with --force, --as names a version");

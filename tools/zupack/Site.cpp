@@ -49,11 +49,12 @@ void take(std::string& setting, const std::optional<std::string>& option) {
   if (option) setting = *option;
 }
 
-void requireGiven(const std::string& option, bool isGiven) {
-  if (!isGiven) throw Failure(option + " is required at the first run for a directory");
-}
-
-void checkSettings(const SiteSettings& settings) {
+void checkSettings(const SiteSettings& settings, const std::filesystem::path& directory) {
+  const auto requireGiven = [&](const std::string& option, bool isGiven) {
+    if (isGiven) return;
+    throw Failure(option + " is required at the first run for a directory, and " + tools::pathText(directory) +
+                  " holds no site yet");
+  };
   requireGiven("--package", settings.offered.has_value());
   requireGiven("--server", !settings.server.empty());
   requireGiven("--root", !settings.root.empty());
@@ -222,7 +223,7 @@ class Run {
   SiteResult make() {
     takeTexts();
     takePackages();
-    checkSettings(settings_);
+    checkSettings(settings_, options_.directory);
     checkOrder(settings_);
     place(settings_.offered, options_.package);
     place(settings_.others, options_.others);

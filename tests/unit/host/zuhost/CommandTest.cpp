@@ -51,8 +51,8 @@ TEST(ParseCommand, KeepsBytesOutsideAscii) {
 }
 
 TEST(ParseCommand, RefusesWhatIsNoCommand) {
-  EXPECT_EQ(errorOf("bogus 1 2"), "unknown command: bogus");
-  EXPECT_EQ(errorOf("LOAD"), "unknown command: LOAD");
+  EXPECT_EQ(errorOf("bogus 1 2"), "unknown command: bogus; help lists them");
+  EXPECT_EQ(errorOf("LOAD"), "unknown command: LOAD; help lists them");
   EXPECT_EQ(errorOf("send echo a\0b"s), "a line must not hold a NUL character");
 }
 

@@ -55,6 +55,7 @@ TEST(Options, RefuseWhatIsUnknownOrIncompleteWithOneLine) {
     const Refusal refusal = refusalOf(arguments);
     EXPECT_EQ(refusal.status, 2);
     EXPECT_TRUE(refusal.text.starts_with("zuhost: ")) << refusal.text;
+    EXPECT_TRUE(refusal.text.ends_with("; see --help\n")) << refusal.text;
     EXPECT_EQ(refusal.text.find('\n'), refusal.text.size() - 1);
   }
 }

@@ -226,7 +226,8 @@ TEST(ZuhostProcess, LeavesLogLinesOutWithTheLevelOff) {
 
 TEST(ZuhostProcess, AnswersABadCommandAndReadsOn) {
   EXPECT_THAT(answers("bogus\nsend\nunlisten x\nwait e -1\nsleep 2147483648\n\n  \nsend a\0b\nloaded\n"s),
-              testing::ElementsAre(R"({"error":"unknown command: bogus"})", R"({"error":"usage: send CMD [DATA]"})",
+              testing::ElementsAre(R"({"error":"unknown command: bogus; help lists them"})",
+                                   R"({"error":"usage: send CMD [DATA]"})",
                                    R"({"error":"not a number from 0 to 18446744073709551615: x"})",
                                    R"({"error":"not a number from 0 to 2147483647: -1"})",
                                    R"({"error":"not a number from 0 to 2147483647: 2147483648"})",
@@ -302,7 +303,7 @@ TEST(ZuhostProcess, TellsAPersonTheSameWithoutPromptOrColourInAPipe) {
   EXPECT_THAT(lines[1], AllOf(StartsWith("event loaded \"\" (listener 100, thread "), EndsWith(" ms)")));
   EXPECT_EQ(lines[2], "done: load");
   EXPECT_EQ(lines[3], "result: x");
-  EXPECT_EQ(lines[4], "error: unknown command: bogus");
+  EXPECT_EQ(lines[4], "error: unknown command: bogus; help lists them");
   EXPECT_THAT(lines[5], StartsWith("load [PATH] "));
   EXPECT_EQ(lines.back(), "done: quit");
   EXPECT_THAT(host.outputText, AllOf(testing::Not(HasSubstr("\x1B")), testing::Not(HasSubstr("zuhost>"))));
@@ -330,7 +331,8 @@ std::string errorWith(const std::wstring& arguments) {
 
 TEST(ZuhostProcess, NamesAPluginThatIsMissing) {
   EXPECT_THAT(errorWith(L"--json --plugin \"" FAKE_PLUGINS L"\u6587 missing.dll\""),
-              AllOf(StartsWith("zuhost: cannot load "), HasSubstr("\xE6\x96\x87 missing.dll: error 126, ")));
+              AllOf(StartsWith("zuhost: cannot load "),
+                    HasSubstr("\xE6\x96\x87 missing.dll: there is no such file; --plugin names the plugin\n")));
 }
 
 TEST(ZuhostProcess, MakesNoRecordingOfAPluginThatIsMissing) {

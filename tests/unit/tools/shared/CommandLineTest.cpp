@@ -50,9 +50,30 @@ void expectEnd(const BadEnd& end) {
 
 TEST(RunTool, EndsBadUsageWithOneLine) {
   const auto nothing = [](const std::string&) {};
-  expectEnd({{}, nothing, kBadInput, "tool: --value is required\n"});
-  expectEnd(
-      {{"--value", "x", "--other"}, nothing, kBadInput, "tool: The following argument was not expected: --other\n"});
+  expectEnd({{}, nothing, kBadInput, "tool: --value is required; see --help\n"});
+  expectEnd({{"--value", "x", "--other"},
+             nothing,
+             kBadInput,
+             "tool: The following argument was not expected: --other; see --help\n"});
+}
+
+// What a tool of two commands says to these arguments.
+std::string saidByTwoCommands(std::vector<std::string> arguments) {
+  CLI::App app("Does two things.", "tool");
+  app.require_subcommand(1);
+  app.add_subcommand("one")->add_option("--value")->required();
+  app.add_subcommand("two");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(runTool(app, std::move(arguments)), kBadInput);
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST(RunTool, NamesTheWordThatIsNoCommand) {
+  EXPECT_EQ(saidByTwoCommands({}), "tool: a command is required; there are one, two; see --help\n");
+  EXPECT_EQ(saidByTwoCommands({"three", "--value"}),
+            "tool: there is no command three; there are one, two; see --help\n");
+  EXPECT_EQ(saidByTwoCommands({"-V"}), "tool: there is no command -V; there are one, two; see --help\n");
+  EXPECT_EQ(saidByTwoCommands({"one"}), "tool: --value is required; see --help\n");
 }
 
 TEST(RunTool, EndsFailuresWithTheirStatusOnOneLine) {

@@ -181,15 +181,14 @@ TEST(Pack, NamesTheVersionOfAForcedModuleThatHasNone) {
               testing::ElementsAre(StartsWith("it has no version resource, "), StartsWith("module version: ")));
 }
 
-TEST(Pack, RefusesAnotherVersionForAModuleThatHasOne) {
+TEST(Pack, RefusesAnotherVersionThanTheModuleHas) {
   const TemporaryTree tree;
   PackOptions options = optionsFor(tree);
   options.version = "2.0.0.60";
-  for (const bool force : {false, true}) {
-    options.force = force;
-    EXPECT_EQ(failureOf(options), "--as is for modules without a version resource, and " +
-                                      tools::toUtf8(options.module.wstring()) + " has 2.0.0.47; leave it out");
-  }
+  const std::string refusal = "--as is for a module without a version resource, and hosts find 2.0.0.47 in ";
+  EXPECT_THAT(failureOf(options), StartsWith(refusal));
+  options.force = true;
+  EXPECT_THAT(failureOf(options), StartsWith(refusal));
   EXPECT_FALSE(test::directoryExists(tree.path(L"out")));
 }
 

@@ -191,14 +191,16 @@ TEST_F(SiteTest, LeavesNothingWhenTheFirstRunFails) {
 }
 
 TEST_F(SiteTest, NamesTheOptionThatTheFirstRunNeeds) {
-  EXPECT_EQ(failureOf(later()), "--package is required at the first run for a directory");
+  const std::string required =
+      " is required at the first run for a directory, and " + tools::toUtf8(tree.path(L"site")) + " holds no site yet";
+  EXPECT_EQ(failureOf(later()), "--package" + required);
   using Option = std::optional<std::string> SiteOptions::*;
   for (const auto& [name, option] :
        {std::pair("--server", Option(&SiteOptions::server)), std::pair("--root", Option(&SiteOptions::root)),
         std::pair("--certificate", Option(&SiteOptions::certificate)), std::pair("--key", Option(&SiteOptions::key))}) {
     SiteOptions options = first();
     (options.*option).reset();
-    EXPECT_EQ(failureOf(options), std::string(name) + " is required at the first run for a directory");
+    EXPECT_EQ(failureOf(options), name + required);
   }
   EXPECT_FALSE(test::directoryExists(tree.path(L"site")));
 }

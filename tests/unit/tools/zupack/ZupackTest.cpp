@@ -54,9 +54,10 @@ TEST(Zupack, EndsAFailedVerificationWithOneLineAndStatus1) {
 TEST(Zupack, EndsBadInputWithOneLineAndStatus2) {
   const TemporaryTree tree;
   const std::vector<std::pair<std::vector<std::wstring>, std::string>> cases = {
-      {{}, "zupack: A subcommand is required\n"},
-      {{L"pack"}, "zupack: --module is required\n"},
-      {{L"verify"}, "zupack: PACKAGE is required\n"},
+      {{}, "zupack: a command is required; there are pack, verify, inspect, entry, site; see --help\n"},
+      {{L"pak"}, "zupack: there is no command pak; there are pack, verify, inspect, entry, site; see --help\n"},
+      {{L"pack"}, "zupack: --module is required; see --help\n"},
+      {{L"verify"}, "zupack: PACKAGE is required; see --help\n"},
       {{L"verify", L"none.7z", L"--entry", L"none.json"}, "zupack: not a file: none.7z\n"},
       {{L"pack", L"--module", L"none", L"--url", L"https://x", L"--out", tree.path()}, "zupack: not a file: none\n"},
       {{L"pack", L"--module", L"none", L"--url", L"ftp://x", L"--out", tree.path()},

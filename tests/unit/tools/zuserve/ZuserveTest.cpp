@@ -146,10 +146,10 @@ TEST_F(ZuserveTest, ListensOnOtherAddressesOnlyWhenItIsTold) {
 TEST_F(ZuserveTest, EndsBadInputWithOneLineAndStatus2) {
   const std::vector<std::pair<std::vector<std::wstring>, std::string>> cases = {
       {{}, "zuserve: --site is required; see --help\n"},
-      {{L"--other"}, "zuserve: The following argument was not expected: --other\n"},
-      {{L"serve"}, "zuserve: The following argument was not expected: serve\n"},
-      {{L"--site", L"x", L"--port", L"65536"}, "zuserve: --port: Value 65536 not in range 0 to 65535\n"},
-      {{L"--site", L"x", L"--port", L"-1"}, "zuserve: --port: Value -1 not in range 0 to 65535\n"},
+      {{L"--other"}, "zuserve: The following argument was not expected: --other; see --help\n"},
+      {{L"serve"}, "zuserve: The following argument was not expected: serve; see --help\n"},
+      {{L"--site", L"x", L"--port", L"65536"}, "zuserve: --port: Value 65536 not in range 0 to 65535; see --help\n"},
+      {{L"--site", L"x", L"--port", L"-1"}, "zuserve: --port: Value -1 not in range 0 to 65535; see --help\n"},
   };
   for (const auto& [arguments, error] : cases) {
     const Ended ended = runZuserve(arguments);
