@@ -2,16 +2,6 @@
 
 namespace zuvia {
 
-const std::string& ZuDllLoader::versionString() {
-  if (!module_) {
-    return noVersion_;
-  }
-  if (versionText_.empty()) {
-    versionText_ = candidateVersionString(current_);
-  }
-  return versionText_;
-}
-
 std::string ZuDllLoader::shortVersionString() const {
   return module_ ? candidateShortVersionString(current_) : std::string();
 }

@@ -39,7 +39,15 @@ class ZuDllLoader {
   // The version of the loaded module, four numbers and three; "" while none is loaded. The first is
   // kept from the first time it is asked for and does not follow a later load; the reference is good
   // for as long as this object.
-  const std::string& versionString();
+  const std::string& versionString() {
+    if (!module_) {
+      return noVersion_;
+    }
+    if (versionText_.empty()) {
+      versionText_ = candidateVersionString(current_);
+    }
+    return versionText_;
+  }
   std::string shortVersionString() const;
 
   // ---- Discovery

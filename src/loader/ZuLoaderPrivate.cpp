@@ -61,10 +61,11 @@ void ZuLoaderPrivate::onUnload() {
 }
 
 const char* ZuLoaderPrivate::getVersion() {
-  // Hosts ask for it again and again.
+  // Hosts ask for it again and again. Neither text that the loader may return ever changes.
   const std::string& version = dllLoader_.versionString();
-  if (resultText_ != version) {
+  if (resultSource_ != &version) {
     resultText_ = version;
+    resultSource_ = &version;
   }
   return resultText_.c_str();
 }
@@ -82,18 +83,23 @@ void ZuLoaderPrivate::monitorRelay2(void* first, void* second, void* third) {
 const char* ZuLoaderPrivate::sendCommand(const char* cmd, const char* data) {
   const std::string_view command = cmd == nullptr ? std::string_view() : cmd;
   if (command.empty()) {
-    resultText_ = "0";
+    setResult("0");
   } else if (command == kIsLoadedCommand) {
-    resultText_ = dllLoader_.isLoaded() ? "1" : "2";
+    setResult(dllLoader_.isLoaded() ? "1" : "2");
   } else if (command == kGetVersionCommand) {
     getVersion();
   } else if (command == kSetHostInfoCommand) {
-    resultText_ = "0";
+    setResult("0");
     setHostInfo(data);
   } else {
-    resultText_ = implMonitor_ == nullptr ? "" : implMonitor_->sendCommand(cmd, data);
+    setResult(implMonitor_ == nullptr ? "" : implMonitor_->sendCommand(cmd, data));
   }
   return resultText_.c_str();
+}
+
+void ZuLoaderPrivate::setResult(const char* text) {
+  resultText_ = text;
+  resultSource_ = nullptr;
 }
 
 void ZuLoaderPrivate::onNotifyEvent(const char* name, const char* data) {

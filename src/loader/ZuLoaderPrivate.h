@@ -50,9 +50,11 @@ class ZuLoaderPrivate {
   void setHostInfo(const char* json);
   void acceptHostInfo(const char* json);
   void startUpdater(const HostInfoText& info);
+  void setResult(const char* text);
 
-  [[maybe_unused]] ZuLoader* owner_;  // not used for any call
-  std::string resultText_ = "0";      // what getVersion and sendCommand returned last
+  [[maybe_unused]] ZuLoader* owner_;           // not used for any call
+  std::string resultText_ = "0";               // what getVersion and sendCommand returned last
+  const std::string* resultSource_ = nullptr;  // the loader's text that resultText_ is a copy of, if any
   IPluginEntryPoint* implEntry_ = nullptr;
   IWxMonitor* implMonitor_ = nullptr;
   uint64_t implListenerId_ = 0;

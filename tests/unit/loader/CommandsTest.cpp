@@ -113,6 +113,23 @@ TEST_F(CommandsTest, ShareTheirTextWithGetVersion) {
   EXPECT_STREQ(version, "0");
 }
 
+TEST_F(CommandsTest, LeaveTheVersionToBeAskedForAgain) {
+  load();
+  for (const char* cmd : {"isLoaded", "getVersion", "setHostInfo", "echo", "anything", ""}) {
+    send(cmd, "{}");
+    EXPECT_STREQ(loader().getVersion(), "2.0.0.45") << cmd;
+  }
+}
+
+TEST_F(CommandsTest, AreAnsweredAsEverWhenAListenerAsksForTheVersionMeanwhile) {
+  load();
+  std::string version;
+  monitor().addListener([&](const char*, const char*) { version = loader().getVersion(); });
+  EXPECT_EQ(send("emit", "happened"), "raised");
+  EXPECT_EQ(version, "2.0.0.45");
+  EXPECT_STREQ(loader().getVersion(), "2.0.0.45");
+}
+
 TEST_F(CommandsTest, CarryLongTexts) {
   load();
   const std::string text(1 << 20, 'x');
