@@ -27,7 +27,7 @@ LogRecord& appendNumber(LogRecord& record, Number number) {
 
 void LogRecord::writeToSink() const {
   if (sink_->isEnabled(level_)) {
-    sink_->write(level_, className_, sourceFile_, line_, functionName_, message_, moduleName());
+    sink_->write(level_, className_, sourceFile_, line_, functionName_, message_, ownModuleName);
   }
 }
 

@@ -58,7 +58,7 @@ class LogRecord {
   LogRecord& operator=(const LogRecord&) = delete;
   ~LogRecord() {
     if (sink_ == nullptr) {
-      DoLog2(level_, className_, sourceFile_, line_, functionName_, message_, moduleName());
+      DoLog2(level_, className_, sourceFile_, line_, functionName_, message_, ownModuleName);
     } else {
       writeToSink();
     }
@@ -111,7 +111,6 @@ class LogRecord {
   // Makes room for `more` further characters. False when there is no memory for them.
   bool reserve(size_t more);
 
-  std::array<wchar_t, kInlineSize> inline_;
   std::unique_ptr<wchar_t[]> heap_;
   wchar_t* message_ = inline_.data();
   uint32_t length_ = 0;
@@ -123,6 +122,7 @@ class LogRecord {
   const char* functionName_;
   bool enabled_;
   LogSink* sink_;
+  std::array<wchar_t, kInlineSize> inline_;  // last, so that whatever else is used lies together
 };
 
 }  // namespace zuvia

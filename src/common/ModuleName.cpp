@@ -42,7 +42,6 @@ const char* readModuleName(const ModuleNameCalls& calls, ModulePath& path) {
 }
 
 ModulePath ownPath = {};
-const char* const ownName = readModuleName(ModuleNameCalls(), ownPath);
 
 }  // namespace
 
@@ -51,8 +50,6 @@ std::string findModuleName(const ModuleNameCalls& calls) {
   return readModuleName(calls, path);
 }
 
-const char* moduleName() {
-  return ownName;
-}
+const char* const ownModuleName = readModuleName(ModuleNameCalls(), ownPath);
 
 }  // namespace zuvia

@@ -14,7 +14,7 @@ struct ModuleNameCalls {
   DWORD(WINAPI* getModuleFileName)(HMODULE, LPSTR, DWORD) = &GetModuleFileNameA;
 };
 
-// What moduleName() is, found anew.
+// What ownModuleName is, found anew.
 std::string findModuleName(const ModuleNameCalls& calls);
 
 }  // namespace zuvia

@@ -21,7 +21,7 @@ BOOL WINAPI noModule(DWORD, LPCWSTR, HMODULE*) {
 }
 
 TEST(ModuleName, IsTheFileNameOfThisProgram) {
-  EXPECT_STREQ(moduleName(), "common_tests.exe");
+  EXPECT_STREQ(ownModuleName, "common_tests.exe");
   EXPECT_EQ(findModuleName({}), "common_tests.exe");
 }
 
