@@ -26,6 +26,16 @@ class Failure : public std::runtime_error {
   int status_;
 };
 
+// What the value of an option stands for. parse: from the value; what it refuses passes on with the option's name.
+template <typename Parse>
+auto parsedOption(const std::string& option, const std::string& value, Parse parse) {
+  try {
+    return parse(value);
+  } catch (const Failure& failure) {
+    throw Failure(option + ": " + failure.what(), failure.status());
+  }
+}
+
 // Returns the process's arguments in UTF-8, without the program's name.
 std::vector<std::string> commandLineArguments();
 

@@ -256,7 +256,7 @@ class Run {
     if (options_.others) {
       settings_.others = isNone(*options_.others) ? std::nullopt : std::optional(sitePackage(*options_.others));
     }
-    if (options_.share) settings_.share = Share::parse(*options_.share);
+    if (options_.share) settings_.share = tools::parsedOption("--share", *options_.share, tools::Share::parse);
   }
 
   static bool isNone(const std::filesystem::path& package) { return package == kNone; }

@@ -102,9 +102,10 @@ std::string settingsText(const SiteSettings& settings) {
 SiteSettings parseSettings(const std::string& text) {
   try {
     const Json::Value value = parseObject(text);
-    return {parsePackage(value["offered"]),  parsePackage(value["others"]), Share::parse(value["share"].asString()),
-            value["server"].asString(),      value["listen"].asString(),    value["root"].asString(),
-            value["certificate"].asString(), value["key"].asString(),       value["url"].asString()};
+    return {
+        parsePackage(value["offered"]),  parsePackage(value["others"]), tools::Share::parse(value["share"].asString()),
+        value["server"].asString(),      value["listen"].asString(),    value["root"].asString(),
+        value["certificate"].asString(), value["key"].asString(),       value["url"].asString()};
   } catch (const Json::Exception& error) {
     throw Failure(std::string("its settings are not those of a site: ") + error.what());
   }

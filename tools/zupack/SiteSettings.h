@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "zupack/Share.h"
+#include "shared/Share.h"
 
 namespace zuvia::zupack {
 
@@ -25,7 +25,7 @@ struct SitePackage {
 struct SiteSettings {
   std::optional<SitePackage> offered;  // to the users in the share
   std::optional<SitePackage> others;   // to everybody else; nothing: they are offered nothing
-  Share share;
+  tools::Share share;
   std::string server;       // the name that hosts connect to
   std::string listen;       // what nginx listens on: "443", "127.0.0.1:8443"
   std::string root;         // where the site lies on the server: absolute, parts joined by "/"

@@ -36,7 +36,7 @@ std::string textOf(const std::string& name, const Json::Value& value) {
 void change(Settings& settings, const std::string& name, const Json::Value& value) {
   if (name == "share") {
     if (!value.isNumeric()) throw tools::Failure("share is not a number");
-    settings.share = Share::ofPercent(value.asDouble());
+    settings.share = tools::Share::ofPercent(value.asDouble());
   } else if (name == "hostVersion") {
     settings.hostVersion = HostVersionRule::parse(textOf(name, value));
   } else if (name == "paused") {

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
+#include "shared/Share.h"
 #include "zuserve/Fault.h"
 #include "zuserve/HostVersionRule.h"
 #include "zuserve/Offer.h"
-#include "zuserve/Share.h"
 
 namespace Json {
 class Value;
@@ -17,7 +17,7 @@ namespace zuvia::zuserve {
 
 // To whom the newest entry is offered, and what goes wrong on purpose.
 struct Settings {
-  Share share;
+  tools::Share share;
   HostVersionRule hostVersion;
   bool isPaused = false;
   Fault fault;

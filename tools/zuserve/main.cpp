@@ -22,6 +22,7 @@ namespace zuvia::zuserve {
 namespace {
 
 using tools::Failure;
+using tools::parsedOption;
 
 struct Options {
   std::string site;
@@ -57,20 +58,10 @@ void keepApart(const Site& site, const std::filesystem::path& authority) {
   }
 }
 
-// What a value of an option stands for. A value that stands for nothing ends the program, with the option's name.
-template <typename Parse>
-auto parsed(const char* option, const std::string& text, Parse parse) {
-  try {
-    return parse(text);
-  } catch (const Failure& failure) {
-    throw Failure(std::string(option) + ": " + failure.what());
-  }
-}
-
 Settings settingsOf(const Options& options) {
-  return {parsed("--share", options.share, Share::parse),
-          parsed("--host-version", options.hostVersion, HostVersionRule::parse), options.isPaused,
-          parsed("--fault", options.fault, Fault::parse)};
+  return {parsedOption("--share", options.share, tools::Share::parse),
+          parsedOption("--host-version", options.hostVersion, HostVersionRule::parse), options.isPaused,
+          parsedOption("--fault", options.fault, Fault::parse)};
 }
 
 void sayOffer(const Site& site) {

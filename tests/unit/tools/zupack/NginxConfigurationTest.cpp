@@ -14,7 +14,7 @@ using testing::Not;
 std::string configurationFor(const std::string& share) {
   const SiteSettings settings{SitePackage{"x.7z", "2.0.0.47", "p", "d"},
                               std::nullopt,
-                              Share::parse(share),
+                              tools::Share::parse(share),
                               "updates.example.com",
                               "127.0.0.1:8443",
                               "/srv/a b",

@@ -10,7 +10,7 @@ namespace {
 SiteSettings settings() {
   return {SitePackage{"x.7z", "2.0.0.47", "p", "d"},
           std::nullopt,
-          Share::parse("2.5"),
+          tools::Share::parse("2.5"),
           "updates.example.com",
           "443",
           "/srv/\u00E4 b",

@@ -110,6 +110,8 @@ TEST_F(SiteTest, OffersTheOthersWhatEverybodyWasOffered) {
   SiteOptions options = later();
   options.package = package(L"2.0.1.0");
   EXPECT_EQ(failureOf(options), "--share is required with --package: the share of users that gets it");
+  options.share = "x";
+  EXPECT_EQ(failureOf(options), "--share: not a share of the users: \"x\"; from 0 to 100, with at most two decimals");
   options.share = "10";
   EXPECT_EQ(makeSite(options).settings.others->ver, "2.0.0.47");
   EXPECT_TRUE(listing().contains(placeOf(package()))) << "it is still offered";

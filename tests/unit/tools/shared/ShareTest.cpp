@@ -1,4 +1,4 @@
-#include "zuserve/Share.h"
+#include "shared/Share.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 
 #include "shared/CommandLine.h"
 
-namespace zuvia::zuserve {
+namespace zuvia::tools {
 namespace {
 
 constexpr int kUsers = 10'000;
@@ -22,7 +22,7 @@ int countIn(const Share& share) {
 std::string refusalOf(const std::string& text) {
   try {
     return "a share: " + Share::parse(text).text();
-  } catch (const tools::Failure& failure) {
+  } catch (const Failure& failure) {
     return failure.what();
   }
 }
@@ -63,7 +63,10 @@ TEST(Share, OfNobodyHoldsNobodyAndOfEverybodyEverybody) {
   EXPECT_EQ(countIn(Share::parse("100")), kUsers);
   EXPECT_EQ(countIn(Share()), kUsers);
   EXPECT_TRUE(Share().isEverybody());
+  EXPECT_TRUE(Share::parse("100.0").isEverybody());
   EXPECT_FALSE(Share::parse("99.99").isEverybody());
+  EXPECT_TRUE(Share::parse("0.00").isNobody());
+  EXPECT_FALSE(Share::parse("0.01").isNobody());
 }
 
 TEST(Share, IsWrittenAsItIsRead) {
@@ -75,15 +78,15 @@ TEST(Share, IsWrittenAsItIsRead) {
 }
 
 TEST(Share, IsRefusedWithOneLine) {
-  for (const char* text :
-       {"", " ", "x", "10%", "10 ", " 10", "1e1", "+1", "0x1", "nan", "inf", "-1", "100.01", "0.001"}) {
+  for (const char* text : {"", " ", "x", "10%", "10 ", " 10", "1e1", "+1", "0x1", "nan", "inf", "-1", "100.01", "101",
+                           "1000", "0.001", ".5", "5."}) {
     EXPECT_EQ(refusalOf(text),
               "not a share of the users: \"" + std::string(text) + "\"; from 0 to 100, with at most two decimals");
   }
   for (const double percent : {-1.0, 100.01, 33.333, std::numeric_limits<double>::quiet_NaN()}) {
-    EXPECT_THROW(Share::ofPercent(percent), tools::Failure) << percent;
+    EXPECT_THROW(Share::ofPercent(percent), Failure) << percent;
   }
 }
 
 }  // namespace
-}  // namespace zuvia::zuserve
+}  // namespace zuvia::tools

@@ -1,23 +1,25 @@
-#include "zuserve/Share.h"
+#include "shared/Share.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
-#include <system_error>
 
 #include "shared/CommandLine.h"
 #include "shared/Utf8.h"
 
-namespace zuvia::zuserve {
+namespace zuvia::tools {
 namespace {
 
 constexpr double kHundredths = 10'000;  // of a percent, in everybody
+constexpr std::size_t kDecimals = 2;
+constexpr std::size_t kMaxWholeDigits = 3;
 constexpr std::uint32_t kMultiplier = 0x5bd1e995;
 
 [[noreturn]] void refuse(const std::string& shown) {
-  throw tools::Failure("not a share of the users: " + shown + "; from 0 to 100, with at most two decimals");
+  throw Failure("not a share of the users: " + shown + "; from 0 to 100, with at most two decimals");
 }
 
 // Nothing when it is no share.
@@ -27,6 +29,11 @@ std::optional<std::uint32_t> hundredthsOf(double percent) {
   const double whole = std::round(hundredths);
   const bool isShare = whole >= 0 && whole <= kHundredths && std::abs(hundredths - whole) < kRounding;
   return isShare ? std::optional(static_cast<std::uint32_t>(whole)) : std::nullopt;
+}
+
+bool isNumber(std::string_view text, std::size_t maxDigits) {
+  const auto isDigit = [](char digit) { return digit >= '0' && digit <= '9'; };
+  return !text.empty() && text.size() <= maxDigits && std::ranges::all_of(text, isDigit);
 }
 
 std::uint32_t byteAt(std::string_view text, std::size_t index) {
@@ -56,12 +63,15 @@ std::uint32_t hashOf(std::string_view text) {
 }  // namespace
 
 Share Share::parse(std::string_view percent) {
-  double value = 0;
-  const char* const last = percent.data() + percent.size();
-  const auto [end, error] = std::from_chars(percent.data(), last, value, std::chars_format::fixed);
-  const std::optional<std::uint32_t> hundredths = hundredthsOf(value);
-  if (error != std::errc() || end != last || !hundredths) refuse(tools::quoted(percent));
-  return Share(*hundredths);
+  const std::size_t point = percent.find('.');
+  const std::string_view whole = percent.substr(0, point);
+  const std::string_view decimals = point == std::string_view::npos ? "0" : percent.substr(point + 1);
+  if (!isNumber(whole, kMaxWholeDigits) || !isNumber(decimals, kDecimals)) refuse(quoted(percent));
+  std::string digits = std::string(whole) += decimals;
+  digits.append(kDecimals - decimals.size(), '0');
+  const auto hundredths = static_cast<std::uint32_t>(std::stoul(digits));
+  if (hundredths > kEverybody) refuse(quoted(percent));
+  return Share(hundredths);
 }
 
 Share Share::ofPercent(double percent) {
@@ -85,4 +95,4 @@ std::string Share::text() const {
   return rest % 10 == 0 ? text : text + std::to_string(rest % 10);
 }
 
-}  // namespace zuvia::zuserve
+}  // namespace zuvia::tools
