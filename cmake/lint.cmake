@@ -28,10 +28,10 @@ endforeach()
 add_custom_target(zuvia_tidy DEPENDS ${lintStamps})
 
 add_test(NAME Lint.Tidy COMMAND "${CMAKE_COMMAND}" --build "${CMAKE_BINARY_DIR}" --target zuvia_tidy --parallel 2 -- -k 0)
-foreach(check IN ITEMS Docs Format Includes Messages Paths Shell)
+foreach(check IN ITEMS Docs Format Includes Messages Paths Portability Shell)
   string(TOLOWER ${check} script)
   add_test(NAME Lint.${check} COMMAND "${CMAKE_SOURCE_DIR}/scripts/check-${script}" "${CMAKE_SOURCE_DIR}")
 endforeach()
 add_test(NAME Lint.ChecksCatch COMMAND "${CMAKE_SOURCE_DIR}/scripts/test-checks")
-set_tests_properties(Lint.Tidy Lint.Docs Lint.Format Lint.Includes Lint.Messages Lint.Paths Lint.Shell Lint.ChecksCatch
+set_tests_properties(Lint.Tidy Lint.Docs Lint.Format Lint.Includes Lint.Messages Lint.Paths Lint.Portability Lint.Shell Lint.ChecksCatch
   PROPERTIES LABELS lint TIMEOUT 3600)
