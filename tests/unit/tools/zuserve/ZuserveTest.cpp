@@ -17,7 +17,8 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr int kRefused = 60;  // CURLE_PEER_FAILED_VERIFICATION
+constexpr int kNobodyListens = 7;  // CURLE_COULDNT_CONNECT
+constexpr int kRefused = 60;       // CURLE_PEER_FAILED_VERIFICATION
 
 Ended runZuserve(const std::vector<std::wstring>& arguments) {
   return runTool(L"zuserve.exe", arguments);
@@ -39,6 +40,11 @@ class ZuserveTest : public testing::Test {
     const std::string lead = "zuserve: ";
     EXPECT_THAT(line, testing::MatchesRegex("zuserve: https://localhost:\\d+/ serves .*"));
     return line.substr(lead.size(), line.find(' ', lead.size()) - lead.size());
+  }
+
+  // What becomes of a transfer from another address of this machine, for the service at the address of the first line.
+  static int codeAt(const std::string& ip, const std::string& address) {
+    return transfer({.url = "https://" + ip + address.substr(address.rfind(':')) + "a.txt"}).code;
   }
 
   const TemporaryTree tree;
@@ -130,17 +136,27 @@ TEST_F(ZuserveTest, SaysToWhomItOffers) {
                                             std::string("zuserve: fault on purpose: cut")}));
 }
 
-TEST_F(ZuserveTest, ListensOnOtherAddressesOnlyWhenItIsTold) {
+// Whoever gets as far as the certificate, which nobody trusts here, was listened to.
+TEST_F(ZuserveTest, ListensToThisMachineAloneUnlessItIsTold) {
+  ChildProcess process(joinPath(programDirectory(), L"zuserve.exe"), arguments());
+  const std::string address = addressOf(process.readLine(30'000).value_or(""));
+  EXPECT_EQ(codeAt("127.0.0.1", address), kRefused);
+  EXPECT_EQ(codeAt("127.0.0.2", address), kNobodyListens);
+}
+
+TEST_F(ZuserveTest, ListensOnOtherAddressesWhenItIsTold) {
   std::vector<std::wstring> all = arguments();
   all.insert(all.end(), {L"--bind", L"0.0.0.0"});
   ChildProcess process(joinPath(programDirectory(), L"zuserve.exe"), all);
-  addressOf(process.readLine(30'000).value_or(""));
+  const std::string address = addressOf(process.readLine(30'000).value_or(""));
   EXPECT_TRUE(process.readUntil([](const std::string& line) {
     return line ==
            "zuserve: listens on 0.0.0.0: other machines can fetch and read everything; settings change from this "
            "machine "
            "only";
   }));
+  EXPECT_EQ(codeAt("127.0.0.1", address), kRefused);
+  EXPECT_EQ(codeAt("127.0.0.2", address), kRefused);
 }
 
 TEST_F(ZuserveTest, EndsBadInputWithOneLineAndStatus2) {
