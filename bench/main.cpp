@@ -43,6 +43,7 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
   Options options;
   CLI::App app("Measures what the front module costs, as ratios to yardsticks of the same run", "zuvia_bench");
+  app.set_version_flag("--version", "zuvia_bench " ZUVIA_VERSION);
   app.add_flag("--json", options.json, "one array for programs, instead of a table");
   app.add_option("--only", options.only, "the rows whose names match this regular expression");
   app.add_option("--repetitions", options.settings.repetitions, "of each measurement")->check(CLI::Range(1, 1000));

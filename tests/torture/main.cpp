@@ -31,6 +31,7 @@ struct Arguments {
 };
 
 void addOptions(CLI::App& app, Arguments& arguments) {
+  app.set_version_flag("--version", "zuvia_torture " ZUVIA_VERSION);
   app.add_option("--rounds", arguments.rounds, "Hosts that are ended at random moments")->capture_default_str();
   app.add_option("--seed", arguments.seed, "Of the moments")->capture_default_str();
   app.add_flag("--every-call", arguments.everyCall, "Ends a host at each call of Windows that it makes, as well");
