@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "support/SlimMutex.h"
 #include "support/Text.h"
 
 namespace zuvia::test {
@@ -50,23 +51,6 @@ Handle makeJob() {
   check(SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits), "A job");
   return job;
 }
-
-// A std::mutex that two threads ever wanted at once keeps an event of the run-time library for good; this one
-// keeps nothing, so that tests can tell whether they do.
-class SlimMutex {
- public:
-  void lock() { AcquireSRWLockExclusive(&lock_); }
-  void unlock() { ReleaseSRWLockExclusive(&lock_); }
-
-  // Gives it up until `changed` is signalled or the deadline has come.
-  void wait(CONDITION_VARIABLE& changed, Clock::time_point deadline) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    SleepConditionVariableSRW(&changed, &lock_, left > 0 ? static_cast<DWORD>(left) : 0, 0);
-  }
-
- private:
-  SRWLOCK lock_ = SRWLOCK_INIT;
-};
 
 // Reads a pipe to its end on a thread of its own.
 class PipeReader {

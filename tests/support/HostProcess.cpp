@@ -106,6 +106,11 @@ std::vector<std::string> HostProcess::events() {
   return events_;
 }
 
+std::map<std::string, std::string> HostProcess::locks() {
+  takeAll();
+  return locks_;
+}
+
 void HostProcess::forget() {
   takeAll();
   messages_.clear();
@@ -195,12 +200,23 @@ bool HostProcess::takeLine(unsigned milliseconds) {
     messages_.push_back(toWide(line->substr(4)));
   } else if (told("event ")) {
     events_.push_back(line->substr(6));
+  } else if (told("lock ")) {
+    const std::size_t blank = line->find(' ', 5);
+    noteLock(line->substr(5, blank - 5), line->substr(blank + 1));
   } else if (told("candidate ")) {
     candidates_.push_back(line->substr(10));
   } else {
     answer_ = *line;
   }
   return true;
+}
+
+void HostProcess::noteLock(const std::string& step, const std::string& name) {
+  if (step == "left") {
+    locks_.erase(name);
+  } else {
+    locks_[name] = step;
+  }
 }
 
 // Once it has ended, its output does, too: the wait is for what is still on the way.

@@ -65,6 +65,9 @@ class HostProcess {
   std::vector<WideText> messages();
   std::vector<std::string> events();
 
+  // The named mutexes that its plugin "holds", and those that it "wants", by their names. Up to its very end.
+  std::map<std::string, std::string> locks();
+
   // Forgets what it logged and raised so far: in a long life, waiting looks through all of it.
   void forget();
 
@@ -99,11 +102,13 @@ class HostProcess {
  private:
   bool takeLine(unsigned milliseconds);  // false: none came
   void takeAll();
+  void noteLock(const std::string& step, const std::string& name);
 
   ChildProcess process_;
   std::vector<WideText> messages_;
   std::vector<std::string> events_;
   std::vector<std::string> candidates_;
+  std::map<std::string, std::string> locks_;
   std::string command_;  // the last one
   std::optional<std::string> answer_;
   const std::wstring root_;

@@ -29,8 +29,9 @@ struct FreshStart {
 // reason each one that is higher or has no version that can be read.
 Violations checkChoice(const FreshStart& start);
 
-// One load leaves nothing open but what the run-time library of the test modules keeps: a thread's handle and an event.
-Violations checkGrowth(const HandleCount& growth);
+// A load leaves nothing open but what the run-time library of each test module keeps that it loaded, be it in vain: a
+// thread's handle and an event.
+Violations checkGrowth(const FreshStart& start);
 
 // A directory holds what was published, nothing missing, more or different. partly: a removal of it began, and what is
 // not there any more is no violation.

@@ -3,6 +3,7 @@
 //
 //   log MESSAGE          a line for the host's logger; line breaks in it are blanks here
 //   event NAME=DATA      an event
+//   lock STEP NAME       what the plugin does with a named mutex, see LockWatch.h
 //
 //   plugin PATH | app PATH | port NUMBER    whom it hosts, and with what; before all others
 //   trust PEM                       the only root certificate of the plugin, "|" for its line breaks; before a load
@@ -42,6 +43,7 @@
 #include "support/HostInformation.h"
 #include "support/HostProcess.h"
 #include "support/ImportHook.h"
+#include "support/LockWatch.h"
 #include "support/MemoryCount.h"
 #include "support/NetworkRedirect.h"
 #include "support/RootStore.h"
@@ -100,6 +102,10 @@ void sayMessage(void*, std::uint16_t, const char*, const char*, std::uint16_t, c
   SetLastError(lastError);
 }
 
+void sayLock(const std::string& step, const std::wstring& name) {
+  say("lock", step + ' ' + toUtf8(name));
+}
+
 // A plugin as an application has it: for as long as the process.
 class Plugin {
  public:
@@ -111,6 +117,7 @@ class Plugin {
     // Port 0 is nobody's.
     new NetworkRedirect(module_, {{"localhost", 18443, port}, {"config.zuvia.example", 443, port}});
     if (!root.empty()) trustOnly(root);
+    new LockWatch(module_, &sayLock);
     cutter_ = new CallCutter(module_);
     monitor().addListener([](const char* name, const char* data) { say("event", std::string(name) + '=' + data); });
   }

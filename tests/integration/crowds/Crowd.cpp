@@ -132,6 +132,7 @@ std::string Crowd::whoHoldsWhat() {
     text << "host " << index++ << ", offered " << member.offer.version << ", "
          << (lives(member) ? nameOf(endingOf(member)) : "dead") << ": "
          << (messages.empty() ? "nothing said" : toUtf8(messages.back())) << '\n';
+    for (const auto& [lock, step] : member.host.locks()) text << "  " << step << ' ' << lock << '\n';
     locks.insert(L"Local\\ZuviaPluginUpdate-" + toWide(member.offer.version));
   }
   SecondProcess second;

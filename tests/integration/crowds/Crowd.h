@@ -37,7 +37,7 @@ class Crowd {
   void informAll();
 
   // Waits until the updates of all that live and are informed have ended. "": they have. Otherwise, after that time,
-  // who holds what: each host's state and last message, and how each lock stands.
+  // who holds what: each host's state and last message, the locks that it holds and wants, and how each lock stands.
   std::string settle(unsigned milliseconds = kPatience);
 
   // How the update of each that lives and is informed ended, and how many ended so.

@@ -23,9 +23,9 @@ TreeListing packedFiles(const std::wstring& version) {
 
 }  // namespace
 
-Service::Service(const std::string& version) : offer(makeOffer(version)) {
+Service::Service(const Offer& offered) : offer(offered) {
   server.serve("POST", "/configs/pc/post", Answer::respond(200, offer.answer()));
-  server.serve("GET", "/zuimpl-" + version + ".7z", Answer::respond(200, offer.package));
+  server.serve("GET", "/zuimpl-" + offer.version + ".7z", Answer::respond(200, offer.package));
 }
 
 CrowdTest::CrowdTest() {

@@ -19,7 +19,8 @@ namespace zuvia::test {
 
 // A configuration service, and the server of packages, that offer one version to whoever asks.
 struct Service {
-  explicit Service(const std::string& version);
+  explicit Service(const std::string& version) : Service(makeOffer(version)) {}
+  explicit Service(const Offer& offered);
 
   Offer offer;
   TestServer server;

@@ -16,6 +16,7 @@
 #include "support/ChildProcess.h"
 #include "support/Digest.h"
 #include "support/Files.h"
+#include "support/Invariants.h"
 #include "support/PackageBuilder.h"
 #include "support/Text.h"
 #include "support/Wine.h"
@@ -111,11 +112,13 @@ class PlantedTest : public PluginTest {
                          {tree.pluginPath(), tree.appPath(), std::to_wstring(server.port()), current, onPath});
     EXPECT_EQ(process.readLine(30000), "ready") << process.errorText();
     prepare();
+    const Invariants invariants(tree);
     process.writeLine("go");
     Story story;
     while (const auto line = process.readLine(40000)) note(story, *line);
     EXPECT_EQ(process.waitForExit(), 0u) << process.errorText();
     log_ = process.errorText();
+    EXPECT_THAT(invariants.violations(), IsEmpty());
     return story;
   }
 

@@ -11,6 +11,7 @@
 #include "support/Clock.h"
 #include "support/Files.h"
 #include "support/HandleCount.h"
+#include "support/Invariants.h"
 #include "support/MemoryCount.h"
 #include "support/Text.h"
 
@@ -115,17 +116,20 @@ TEST_F(UpdateRacesTest, ListenersGetWhatTheyArePromisedAndNothingIsLeft) {
   // Kept in the process, so that what its run-time library opens at each load does not count.
   const HMODULE kept = LoadLibraryW(modulePath(L"2.0.0.45").c_str());
   updateInACrowd(kSteps / 10);  // opens what is opened once
+  const Invariants invariants(tree);
   const HandleCount handles = countHandles();
   const MemoryCount memory = countMemory();
   updateInACrowd(kSteps);
   expectAsBefore(handles, memory);
   FreeLibrary(kept);
+  EXPECT_THAT(invariants.violations(), IsEmpty());
 }
 
 // ---- Loads and unloads in the middle of a crowd
 
 TEST_F(RacesTest, LoadsAndUnloadsAreHeardInOrderWhileListenersChange) {
   addVersion(L"2.0.0.45");
+  const Invariants invariants(tree);
   Crowd crowd(monitor(), {}, kThreads, kSteps, 1);
   std::vector<std::string> heard;  // on this thread only
   const DWORD host = GetCurrentThreadId();
@@ -151,6 +155,7 @@ TEST_F(RacesTest, LoadsAndUnloadsAreHeardInOrderWhileListenersChange) {
   EXPECT_EQ(heard, expected);
   EXPECT_LE(late, kCycles);
   EXPECT_THAT(crowd.faults(), IsEmpty());
+  EXPECT_THAT(invariants.violations(), IsEmpty());
 }
 
 }  // namespace

@@ -62,9 +62,13 @@ TEST(InvariantOfTheChoice, SomethingLoads) {
 // ---- what is open, what was published -----------------------------------------------------------
 
 TEST(InvariantOfTheHandles, NothingStaysButWhatTheRunTimeLibraryKeeps) {
-  EXPECT_THAT(checkGrowth({{"Thread", 1}, {"Event", 1}}), IsEmpty());
-  EXPECT_THAT(checkGrowth({{"Thread", 2}}), ElementsAre("A load leaves open: 2 Thread"));
-  EXPECT_THAT(checkGrowth({{"File", 1}}), ElementsAre("A load leaves open: 1 File"));
+  const std::vector<WideText> one = {L"Load plugin success, path: x, version: 2.0.0.45"};
+  const std::vector<WideText> two = {L"Plugin create returned null, path: y, version: 2.0.0.50", one.front()};
+  EXPECT_THAT(checkGrowth({{}, one, {{"Thread", 1}, {"Event", 1}}}), IsEmpty());
+  EXPECT_THAT(checkGrowth({{}, one, {{"Thread", 2}}}), ElementsAre("A load leaves open: 2 Thread"));
+  EXPECT_THAT(checkGrowth({{}, two, {{"Thread", 2}, {"Event", 2}}}), IsEmpty());
+  EXPECT_THAT(checkGrowth({{}, two, {{"Event", 3}}}), ElementsAre("A load leaves open: 3 Event"));
+  EXPECT_THAT(checkGrowth({{}, two, {{"File", 1}}}), ElementsAre("A load leaves open: 1 File"));
 }
 
 class InvariantOfTheContent : public testing::Test {
