@@ -52,7 +52,8 @@ class LogRecord {
         functionName_(functionName),
         enabled_(IsLogLevelEnabled(level)),
         sink_(sink) {
-    inline_[0] = L'\0';
+    message_ = inline_.data();
+    *message_ = L'\0';
   }
   LogRecord(const LogRecord&) = delete;
   LogRecord& operator=(const LogRecord&) = delete;
@@ -112,7 +113,7 @@ class LogRecord {
   bool reserve(size_t more);
 
   std::unique_ptr<wchar_t[]> heap_;
-  wchar_t* message_ = inline_.data();
+  wchar_t* message_;
   uint32_t length_ = 0;
   uint32_t capacity_ = kInlineSize - 1;
   const char* className_;
