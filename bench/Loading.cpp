@@ -88,7 +88,7 @@ Medians compareLoading(const Settings& settings, unsigned versions) {
     FreeLibrary(loaded);
     return took;
   };
-  // A load that takes one or ten milliseconds is repeated more often: a pause of the system is a fifth of it.
+  // The median of nine loads of a millisecond still moves by a fifth.
   const unsigned rounds = versions < 100 ? 10 : 1;
   return compare(settings.repetitions * rounds, ours, yardstick);
 }
