@@ -33,5 +33,5 @@ foreach(check IN ITEMS Docs Format Includes Messages Paths Portability Shell)
   add_test(NAME Lint.${check} COMMAND "${CMAKE_SOURCE_DIR}/scripts/check-${script}" "${CMAKE_SOURCE_DIR}")
 endforeach()
 add_test(NAME Lint.ChecksCatch COMMAND "${CMAKE_SOURCE_DIR}/scripts/test-checks")
-set_tests_properties(Lint.Tidy Lint.Docs Lint.Format Lint.Includes Lint.Messages Lint.Paths Lint.Portability Lint.Shell Lint.ChecksCatch
-  PROPERTIES LABELS lint TIMEOUT 3600)
+set_tests_properties(Lint.Tidy Lint.Docs Lint.Format Lint.Includes Lint.Messages Lint.Paths Lint.Portability Lint.Shell
+  Lint.ChecksCatch PROPERTIES LABELS lint TIMEOUT 3600)
